@@ -1,0 +1,176 @@
+#include "core/config/ConfigStore.h"
+
+#include "tests/support/TemporaryDirectory.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <chrono>
+#include <fstream>
+#include <sstream>
+#include <unistd.h>
+
+namespace velquor {
+namespace {
+
+namespace fs = std::filesystem;
+using ::testing::ElementsAre;
+
+std::string readFile(const fs::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream content;
+    content << in.rdbuf();
+    return content.str();
+}
+
+void writeFile(const fs::path& path, const std::string& bytes) {
+    std::ofstream(path, std::ios::binary) << bytes;
+}
+
+std::vector<fs::path> asideFiles(const fs::path& folder) {
+    std::vector<fs::path> result;
+    for (const auto& entry : fs::directory_iterator(folder)) {
+        if (entry.path().filename().string().starts_with("config.json.invalid-")) {
+            result.push_back(entry.path());
+        }
+    }
+    return result;
+}
+
+class ConfigStoreTest : public ::testing::Test {
+protected:
+    test::TemporaryDirectory m_dir;
+    fs::path m_file = m_dir / "Velquor" / "config.json";
+    ConfigStore m_store{m_file};
+
+    void expectSetAsideAndReplaced(const std::string& bytes) {
+        const auto config = m_store.load();
+        EXPECT_EQ(config, ForwarderConfig::defaults());
+        const auto aside = asideFiles(m_file.parent_path());
+        ASSERT_EQ(aside.size(), 1u);
+        EXPECT_EQ(readFile(aside[0]), bytes) << "the damaged file lost bytes";
+        EXPECT_EQ(ForwarderConfig::fromJson(nlohmann::json::parse(readFile(m_file))),
+                  ForwarderConfig::defaults());
+    }
+};
+
+TEST_F(ConfigStoreTest, FirstLoadCreatesFolderAndSortedDefaultFile) {
+    EXPECT_EQ(m_store.load(), ForwarderConfig::defaults());
+    const auto text = readFile(m_file);
+    const auto json = nlohmann::json::parse(text);
+    EXPECT_FALSE(json.contains("target"));
+    EXPECT_EQ(json["recentListenPorts"], nlohmann::json({18082}));
+    EXPECT_LT(text.find("\"autoStart\""), text.find("\"checkIntervalSeconds\""));
+    EXPECT_LT(text.find("\"logRetentionDays\""), text.find("\"recentListenPorts\""));
+    EXPECT_NE(text.find("\n  \"listenPort\": 18082"), std::string::npos) << "not pretty printed";
+    EXPECT_TRUE(asideFiles(m_file.parent_path()).empty());
+}
+
+TEST_F(ConfigStoreTest, DamagedFilesAreSetAsideWithEveryByteAndReplacedByDefaults) {
+    auto valid = ForwarderConfig::defaults().toJson();
+    auto withPort = [&](nlohmann::json value) {
+        auto json = valid;
+        json["listenPort"] = std::move(value);
+        return json.dump();
+    };
+    std::string garbage(4096, '\0');
+    for (std::size_t i = 0; i < garbage.size(); ++i) {
+        garbage[i] = static_cast<char>((i * 131 + 7) % 256);
+    }
+    const std::vector<std::pair<const char*, std::string>> cases = {
+        {"empty", ""},
+        {"no keys", "{}"},
+        {"truncated", valid.dump().substr(0, 40)},
+        {"binary", garbage},
+        {"port 80 decodes but is invalid", withPort(80)},
+        {"fractional port", withPort(18082.5)},
+        {"string port", withPort("18082")},
+        {"huge", std::string(50 * 1024 * 1024, ' ') + valid.dump()},
+    };
+    for (const auto& [name, bytes] : cases) {
+        SCOPED_TRACE(name);
+        fs::remove_all(m_file.parent_path());
+        fs::create_directories(m_file.parent_path());
+        writeFile(m_file, bytes);
+        expectSetAsideAndReplaced(bytes);
+    }
+}
+
+TEST_F(ConfigStoreTest, AFolderInPlaceOfTheFileIsSetAsideWithItsContents) {
+    fs::create_directories(m_file / "inner");
+    writeFile(m_file / "inner" / "keep.txt", "keep");
+    EXPECT_EQ(m_store.load(), ForwarderConfig::defaults());
+    const auto aside = asideFiles(m_file.parent_path());
+    ASSERT_EQ(aside.size(), 1u);
+    EXPECT_EQ(readFile(aside[0] / "inner" / "keep.txt"), "keep");
+    EXPECT_TRUE(fs::is_regular_file(m_file));
+}
+
+TEST_F(ConfigStoreTest, SparseFileLoadsAndUnknownKeysAreDroppedOnNextWrite) {
+    auto json = ForwarderConfig::defaults().toJson();
+    json.erase("recentListenPorts");
+    json["listenPort"] = 20000;
+    json["futureSetting"] = true;
+    fs::create_directories(m_file.parent_path());
+    writeFile(m_file, json.dump());
+
+    auto config = m_store.load();
+    EXPECT_TRUE(asideFiles(m_file.parent_path()).empty());
+    EXPECT_THAT(config.recentListenPorts, ElementsAre(20000));
+    m_store.save(config);
+    EXPECT_FALSE(nlohmann::json::parse(readFile(m_file)).contains("futureSetting"));
+    EXPECT_EQ(m_store.load(), config);
+}
+
+TEST_F(ConfigStoreTest, SaveValidatesButSaveInternalDoesNot) {
+    m_store.load();
+    const auto before = readFile(m_file);
+    auto config = ForwarderConfig::defaults();
+    config.listenPort = 65536;
+    EXPECT_THROW(m_store.save(config), ForwarderConfig::ValidationError);
+    EXPECT_EQ(readFile(m_file), before);
+
+    m_store.saveInternal(config);
+    EXPECT_EQ(nlohmann::json::parse(readFile(m_file))["listenPort"], 65536);
+}
+
+TEST_F(ConfigStoreTest, AnAsideNameAlreadyTakenFailsTheLoadAndKeepsTheDamagedFile) {
+    fs::create_directories(m_file.parent_path());
+    writeFile(m_file, "{}");
+    // Occupy every name the rename could pick around now, whatever second the load lands in.
+    const auto now = std::chrono::system_clock::now();
+    for (int offset = -1; offset <= 3; ++offset) {
+        const auto t = std::chrono::system_clock::to_time_t(now + std::chrono::seconds(offset));
+        std::tm utc{};
+        gmtime_r(&t, &utc);
+        char stamp[32];
+        std::strftime(stamp, sizeof stamp, "%Y-%m-%dT%H-%M-%SZ", &utc);
+        writeFile(m_file.parent_path() / (std::string("config.json.invalid-") + stamp), "older");
+    }
+    EXPECT_THROW(m_store.load(), std::system_error);
+    EXPECT_EQ(readFile(m_file), "{}");
+}
+
+TEST_F(ConfigStoreTest, WriteFailuresAreReportedAndLeaveNothingBehind) {
+    writeFile(m_dir / "blocker", "a file where the folder should be");
+    ConfigStore blocked(m_dir / "blocker" / "config.json");
+    EXPECT_THROW(blocked.load(), std::system_error);
+    EXPECT_EQ(readFile(m_dir / "blocker"), "a file where the folder should be");
+
+    m_store.load();
+    const auto before = readFile(m_file);
+    fs::permissions(m_file.parent_path(), fs::perms::owner_read | fs::perms::owner_exec);
+    if (::geteuid() != 0) { // root writes anyway
+        auto config = ForwarderConfig::defaults();
+        config.autoStart = true;
+        EXPECT_THROW(m_store.save(config), std::system_error);
+        EXPECT_EQ(readFile(m_file), before);
+    }
+    fs::permissions(m_file.parent_path(), fs::perms::owner_all);
+    EXPECT_EQ(std::distance(fs::directory_iterator(m_file.parent_path()), {}), 1)
+        << "a temporary file was left behind";
+}
+
+} // namespace
+} // namespace velquor
