@@ -1,5 +1,7 @@
 #include "core/files/AtomicFile.h"
 
+#include "core/files/FileDescriptor.h"
+
 #include <cerrno>
 #include <fcntl.h>
 #include <string>
@@ -16,24 +18,6 @@ namespace {
     throw std::system_error(error, std::generic_category(), what);
 }
 
-class Descriptor {
-public:
-    explicit Descriptor(int fd) : m_fd(fd) {}
-    ~Descriptor() {
-        if (m_fd >= 0) {
-            ::close(m_fd);
-        }
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    int get() const noexcept { return m_fd; }
-    // close() can report a deferred write error, so the result matters before the rename.
-    int release() noexcept { return ::close(std::exchange(m_fd, -1)); }
-
-private:
-    int m_fd;
-};
-
 void writeAll(int fd, std::string_view bytes, const std::string& path) {
     while (!bytes.empty()) {
         const auto written = ::write(fd, bytes.data(), bytes.size());
@@ -49,7 +33,7 @@ void writeAll(int fd, std::string_view bytes, const std::string& path) {
 
 void syncFolder(const std::filesystem::path& folder) {
     // Makes the rename itself durable; some file systems refuse fsync on folders, harmlessly.
-    Descriptor fd(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    FileDescriptor fd(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (fd.get() >= 0) {
         ::fsync(fd.get());
     }
@@ -61,7 +45,7 @@ void writeFileAtomically(const std::filesystem::path& path, std::string_view byt
     const auto folder =
         path.parent_path().empty() ? std::filesystem::path(".") : path.parent_path();
     std::string temporary = (folder / ("." + path.filename().string() + ".XXXXXX")).string();
-    Descriptor fd(::mkostemp(temporary.data(), O_CLOEXEC));
+    FileDescriptor fd(::mkostemp(temporary.data(), O_CLOEXEC));
     if (fd.get() < 0) {
         fail(errno, "creating a temporary file in " + folder.string());
     }
@@ -75,7 +59,7 @@ void writeFileAtomically(const std::filesystem::path& path, std::string_view byt
         if (::fsync(fd.get()) != 0) {
             fail(errno, "flushing " + temporary);
         }
-        if (fd.release() != 0) {
+        if (fd.close() != 0) {
             fail(errno, "closing " + temporary);
         }
         if (::rename(temporary.c_str(), path.c_str()) != 0) {

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace velquor {
+
+// Owns the one log file: lines "[yyyy-MM-dd HH:mm:ss] message" in the process's local time.
+// Every call opens and closes the file; no handle, buffer or cache is kept between calls.
+class LogManager {
+public:
+    using Clock = std::chrono::system_clock;
+
+    explicit LogManager(std::filesystem::path logURL);
+
+    const std::filesystem::path& logURL() const noexcept { return m_logURL; }
+
+    // Adds one line at the end; what is there is never rewritten. Throws std::system_error.
+    void append(std::string_view message, Clock::time_point date) const;
+
+    // The last maxBytes of the file, with a character cut at the start replaced; "" when the
+    // file is missing. Reads only the tail, however large the file is.
+    std::string readRecent(std::int64_t maxBytes) const;
+
+    // Leaves an empty file.
+    void clear() const;
+
+    // Drops stamped lines older than retentionDays calendar days before now; unstamped lines
+    // and the final line break stay. Negative retention does nothing.
+    void prune(std::int64_t retentionDays, Clock::time_point now) const;
+
+    static std::string formatTimestamp(Clock::time_point date);
+    static std::optional<Clock::time_point> parseBracketTimestamp(std::string_view line);
+
+private:
+    void ensureParentDirectoryExists() const;
+
+    std::filesystem::path m_logURL;
+};
+
+} // namespace velquor
