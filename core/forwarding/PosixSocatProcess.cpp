@@ -1,0 +1,55 @@
+#include "core/forwarding/PosixSocatProcess.h"
+
+#include "core/process/ChildReaper.h"
+
+#include <cerrno>
+#include <csignal>
+#include <stdexcept>
+#include <string>
+#include <sys/wait.h>
+#include <system_error>
+
+namespace velquor {
+
+PosixSocatProcess::PosixSocatProcess(std::int32_t processIdentifier)
+    : m_processIdentifier(processIdentifier) {
+    // kill() reads 0 and negative identifiers as whole process groups.
+    if (processIdentifier <= 0) {
+        throw std::invalid_argument("not a process identifier: " +
+                                    std::to_string(processIdentifier));
+    }
+}
+
+PosixSocatProcess::~PosixSocatProcess() {
+    if (isRunning()) {
+        ChildReaper::adopt(m_processIdentifier);
+    }
+}
+
+bool PosixSocatProcess::isRunning() {
+    while (!m_reaped) {
+        const pid_t result = ::waitpid(m_processIdentifier, nullptr, WNOHANG);
+        if (result == 0) {
+            return true;
+        }
+        // Any failure but an interruption (ECHILD: reaped elsewhere) means the child is not
+        // ours to wait for or signal any more.
+        if (result == m_processIdentifier || errno != EINTR) {
+            m_reaped = true;
+        }
+    }
+    return false;
+}
+
+void PosixSocatProcess::terminate() {
+    if (m_reaped) {
+        return;
+    }
+    if (::kill(m_processIdentifier, SIGTERM) != 0 && errno != ESRCH) {
+        const int error = errno;
+        throw std::system_error(error, std::generic_category(),
+                                "terminating process " + std::to_string(m_processIdentifier));
+    }
+}
+
+} // namespace velquor

@@ -1,0 +1,24 @@
+#include "core/forwarding/PosixSocatProcessLauncher.h"
+
+#include "core/forwarding/PosixSocatProcess.h"
+#include "core/process/ChildReaper.h"
+#include "core/process/ProcessSpawner.h"
+
+#include <csignal>
+
+namespace velquor {
+
+std::unique_ptr<SocatProcess> PosixSocatProcessLauncher::launch(const SocatCommand& command) {
+    ProcessSpawner spawner;
+    const auto pid = spawner.spawn(command.executableURL, command.arguments);
+    try {
+        return std::make_unique<PosixSocatProcess>(pid);
+    } catch (...) {
+        // Nobody would know of the child: end it rather than leave an untracked forwarder.
+        ::kill(pid, SIGTERM);
+        ChildReaper::adopt(pid);
+        throw;
+    }
+}
+
+} // namespace velquor

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "core/config/TargetEndpoint.h"
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace velquor {
+
+// The socat invocation that listens on the local port and relays each connection to the target.
+struct SocatCommand {
+    std::filesystem::path executableURL;
+    std::vector<std::string> arguments;
+
+    // Throws ForwarderConfig::ValidationError for a listen port outside 1024..65535. Hosts are
+    // passed as they stand: socat takes IPv6 literals without brackets in these addresses.
+    SocatCommand(std::filesystem::path executableURL, const std::string& listenHost,
+                 std::int64_t listenPort, const TargetEndpoint& target);
+
+    bool operator==(const SocatCommand&) const = default;
+};
+
+} // namespace velquor

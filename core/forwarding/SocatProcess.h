@@ -1,0 +1,23 @@
+#pragma once
+
+#include <cstdint>
+
+namespace velquor {
+
+// A socat child the application started.
+class SocatProcess {
+public:
+    SocatProcess() = default;
+    virtual ~SocatProcess() = default;
+    SocatProcess(const SocatProcess&) = delete;
+    SocatProcess& operator=(const SocatProcess&) = delete;
+
+    // True until the child has exited.
+    virtual bool isRunning() = 0;
+    virtual std::int32_t processIdentifier() const = 0;
+    // Asks the child to end with SIGTERM and returns at once; isRunning tells when it has.
+    // Throws std::system_error when the signal cannot be sent.
+    virtual void terminate() = 0;
+};
+
+} // namespace velquor

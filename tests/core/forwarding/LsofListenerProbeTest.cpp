@@ -1,0 +1,184 @@
+#include "core/forwarding/LsofListenerProbe.h"
+
+#include "tests/support/LoopbackListener.h"
+#include "tests/support/ProcessInspection.h"
+#include "tests/support/TemporaryDirectory.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <csignal>
+#include <fstream>
+#include <iterator>
+#include <sys/wait.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace velquor {
+
+// Internal linkage: another test file may print the struct its own way.
+[[maybe_unused]] static void PrintTo(const ListenerProcess& process, std::ostream* out) {
+    *out << process.commandName << "[" << process.processIdentifier << "]";
+}
+
+namespace {
+
+namespace fs = std::filesystem;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+const std::string listening = "socat 4711 user 5u IPv4 0x1234 0t0 TCP 127.0.0.1:18082 (LISTEN)";
+const ListenerProcess socat{"socat", 4711};
+
+TEST(LsofListenerProbe, AppliesTheLineRules) {
+    const std::string wildcard = "socat 4711 u 5u IPv4 0x1 0t0 TCP *:18082 (LISTEN)";
+    struct Case {
+        std::string line, host;
+        std::optional<ListenerProcess> listener; // by parse
+        bool process;                            // found by parseProcesses as the listener is
+    };
+    const std::vector<Case> cases = {
+        {listening, "127.0.0.1", socat, true},
+        {"socat\t4711  u 5u\tIPv4 0x1 0t0 TCP 127.0.0.1:18082 (LISTEN)", "127.0.0.1", socat, true},
+        {"socat 4711 u 5u IPv4 0x1 0t0 TCP localhost:18082 (LISTEN)", "127.0.0.1", socat, true},
+        // A wildcard listener is not the loopback forwarder; for other hosts no host test.
+        {wildcard, "127.0.0.1", std::nullopt, false},
+        {wildcard, "0.0.0.0", socat, true},
+        {wildcard, "::1", socat, true},
+        {"socat 4711 u 6u IPv4 0x1 0t0 TCP 127.0.0.1:18082->127.0.0.1:5 (ESTABLISHED)", "127.0.0.1",
+         std::nullopt, true},
+        {"socat 4711 u 5u IPv4 0x1 0t0 TCP 127.0.0.1:180820 (LISTEN)", "127.0.0.1", socat, true},
+        {"socat 4711 u 5u IPv4 0x1 0t0 TCP 127.0.0.1:18083 (LISTEN)", "127.0.0.1", {}, false},
+        {"socat 4711 u 5u IPv4 0x1 0t0 UDP 127.0.0.1:18082 (LISTEN)", "127.0.0.1", {}, false},
+        {"COMMAND PID USER FD TYPE DEVICE SIZE/OFF NODE NAME TCP :18082 (LISTEN)", "h", {}, false},
+        {"socat", "h", std::nullopt, false},
+        {"socat 4711x u TCP *:18082 (LISTEN)", "h", std::nullopt, false},
+        {"socat +4711 u TCP *:18082 (LISTEN)", "h", socat, true},
+        {"socat -7 u TCP *:18082 (LISTEN)", "h", ListenerProcess{"socat", -7}, true},
+        {"socat +-7 u TCP *:18082 (LISTEN)", "h", std::nullopt, false},
+        {"socat 2147483648 u TCP *:18082 (LISTEN)", "h", std::nullopt, false},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(LsofListenerProbe::parse(c.line, c.host, 18082), c.listener) << c.line;
+        const auto all = LsofListenerProbe::parseProcesses(c.line, c.host, 18082);
+        EXPECT_EQ(all, c.process ? std::vector{c.listener.value_or(socat)}
+                                 : std::vector<ListenerProcess>{})
+            << c.line;
+    }
+}
+
+TEST(LsofListenerProbe, ParseTakesTheFirstListenerAndParseProcessesKeepsAllInOrder) {
+    const std::string output =
+        "COMMAND PID USER FD TYPE DEVICE SIZE/OFF NODE NAME\n\n"
+        "nc 12 u 3u IPv4 0x1 0t0 TCP 127.0.0.1:18082->127.0.0.1:1 (ESTABLISHED)\n"
+        "socat 34 u 5u IPv4 0x1 0t0 TCP 127.0.0.1:18082 (LISTEN)\n"
+        "socat 34 u 6u IPv6 0x1 0t0 TCP 127.0.0.1:18082 (LISTEN)\n"
+        "python3 56 u 5u IPv4 0x1 0t0 TCP 127.0.0.1:18082 (LISTEN)\n";
+    EXPECT_EQ(LsofListenerProbe::parse(output, "127.0.0.1", 18082), (ListenerProcess{"socat", 34}));
+    EXPECT_THAT(LsofListenerProbe::parseProcesses(output, "127.0.0.1", 18082),
+                ElementsAre(ListenerProcess{"nc", 12}, ListenerProcess{"socat", 34},
+                            ListenerProcess{"socat", 34}, ListenerProcess{"python3", 56}));
+}
+
+std::string readFile(const fs::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+// Stands in for lsof with a script: it records its arguments, prints the prepared output and
+// ends as told.
+class FakeLsofTest : public ::testing::Test {
+protected:
+    test::TemporaryDirectory m_dir;
+    fs::path m_lsof = m_dir / "lsof";
+
+    void writeLsof(const std::string& output, const std::string& ending) {
+        std::ofstream(m_dir / "output", std::ios::binary) << output;
+        writeScript("printf '%s\\n' \"$@\" > " + (m_dir / "arguments").string() + "\ncat " +
+                    (m_dir / "output").string() + "\n" + ending);
+    }
+    void writeScript(const std::string& body) {
+        std::ofstream(m_lsof) << "#!/bin/sh\n" << body << "\n";
+        fs::permissions(m_lsof, fs::perms::owner_all);
+    }
+};
+
+TEST_F(FakeLsofTest, AsksLsofForTheListenerOrEveryProcessOnThePort) {
+    writeLsof(listening + "\n", "exit 0");
+    LsofListenerProbe probe(m_lsof);
+    EXPECT_EQ(probe.listener("127.0.0.1", 18082), socat);
+    EXPECT_EQ(readFile(m_dir / "arguments"), "-nP\n-iTCP:18082\n-sTCP:LISTEN\n");
+    EXPECT_THAT(probe.processes("127.0.0.1", 18082), ElementsAre(socat));
+    EXPECT_EQ(readFile(m_dir / "arguments"), "-nP\n-iTCP:18082\n");
+}
+
+TEST_F(FakeLsofTest, FindsNothingWhenLsofFailsOrPrintsNoText) {
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {listening, "exit 1"},
+        {listening, "kill -KILL $$"},
+        {"socat\xFF 1 u 5u IPv4 0x1 0t0 TCP 127.0.0.1:18082 (LISTEN)\n" + listening, "exit 0"},
+    };
+    LsofListenerProbe probe(m_lsof);
+    for (const auto& [output, ending] : cases) {
+        writeLsof(output, ending);
+        EXPECT_EQ(probe.listener("127.0.0.1", 18082), std::nullopt) << ending;
+        EXPECT_TRUE(probe.processes("127.0.0.1", 18082).empty()) << ending;
+    }
+}
+
+TEST_F(FakeLsofTest, DropsTheLineCutByTheOutputLimit) {
+    // Two-byte characters, one of them cut by the limit: kept as it is, it would make the
+    // whole output unreadable.
+    std::string output = listening + " \n"; // the space puts the limit inside a character
+    while (output.size() <= 1024 * 1024) {
+        output += "\xC3\xA9";
+    }
+    writeLsof(output + "\n", "exit 0");
+    EXPECT_EQ(LsofListenerProbe(m_lsof).listener("127.0.0.1", 18082), socat);
+}
+
+TEST_F(FakeLsofTest, KillsAndReapsAnLsofThatOverrunsAndSaysSo) {
+    writeScript("echo $$ > " + (m_dir / "pid").string() + "\nexec sleep 30");
+    try {
+        LsofListenerProbe(m_lsof, std::chrono::milliseconds(300)).listener("127.0.0.1", 18082);
+        ADD_FAILURE() << "no timeout";
+    } catch (const std::system_error& error) {
+        EXPECT_EQ(error.code(), std::errc::timed_out);
+        EXPECT_THAT(error.what(), HasSubstr(m_lsof.string() + " -nP -iTCP:18082 -sTCP:LISTEN did "
+                                                              "not finish within 300 ms"));
+    }
+    const auto pid = std::stoi(readFile(m_dir / "pid"));
+    EXPECT_EQ(test::processState(pid), std::nullopt) << "left running or a zombie";
+    EXPECT_EQ(::waitpid(pid, nullptr, WNOHANG), -1);
+    EXPECT_EQ(errno, ECHILD);
+    if (test::processState(pid)) {
+        ::kill(pid, SIGKILL);
+        ::waitpid(pid, nullptr, 0);
+    }
+}
+
+TEST(LsofListenerProbe, FailsNamingAnLsofThatCannotStart) {
+    try {
+        LsofListenerProbe("/nonexistent/lsof").processes("127.0.0.1", 18082);
+        FAIL() << "no error";
+    } catch (const std::system_error& error) {
+        EXPECT_EQ(error.code(), std::errc::no_such_file_or_directory);
+        EXPECT_THAT(error.what(), HasSubstr("launching /nonexistent/lsof"));
+    }
+}
+
+TEST(LsofListenerProbe, ReportsAListenerThatIsNotSocatWithItsRealName) {
+    const test::LoopbackListener socket;
+    const auto found = LsofListenerProbe(LsofListenerProbe::defaultLsofPath())
+                           .listener("127.0.0.1", socket.port());
+    ASSERT_TRUE(found);
+    EXPECT_EQ(found->processIdentifier, ::getpid());
+    EXPECT_FALSE(found->isSocat());
+    // lsof shortens command names; ours is the test executable's.
+    EXPECT_FALSE(found->commandName.empty());
+    EXPECT_TRUE(readFile("/proc/self/comm").starts_with(found->commandName)) << found->commandName;
+}
+
+} // namespace
+} // namespace velquor

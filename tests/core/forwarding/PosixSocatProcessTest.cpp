@@ -1,0 +1,170 @@
+#include "core/forwarding/LsofListenerProbe.h"
+#include "core/forwarding/NetworkPortChecker.h"
+#include "core/forwarding/PosixProcessTerminator.h"
+#include "core/forwarding/PosixSocatProcessLauncher.h"
+#include "tests/support/ChildProcessGuard.h"
+#include "tests/support/Network.h"
+#include "tests/support/ProcessInspection.h"
+#include "tests/support/TemporaryDirectory.h"
+#include "tests/support/Wait.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <csignal>
+#include <fcntl.h>
+#include <fstream>
+#include <pthread.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace velquor {
+namespace {
+
+namespace fs = std::filesystem;
+using ::testing::Contains;
+using ::testing::Field;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+// Starts socat forwarding a free port to another free port and waits until it listens.
+class LaunchedSocatTest : public ::testing::Test {
+protected:
+    std::int64_t m_port = test::freeTcpPort();
+
+    std::unique_ptr<SocatProcess> launch() {
+        const SocatCommand command("/usr/bin/socat", "127.0.0.1", m_port,
+                                   TargetEndpoint("127.0.0.1", test::freeTcpPort()));
+        return PosixSocatProcessLauncher().launch(command);
+    }
+    // Also tells a port that another program took in the meantime: socat then exits at once.
+    ::testing::AssertionResult listens(test::ChildProcessGuard& process) {
+        if (!test::waitUntil(
+                [&] { return NetworkPortChecker().isListening("127.0.0.1", m_port); })) {
+            return ::testing::AssertionFailure() << "nothing listens on " << m_port;
+        }
+        if (!process->isRunning()) {
+            return ::testing::AssertionFailure() << "socat ended; port " << m_port << " taken?";
+        }
+        return ::testing::AssertionSuccess();
+    }
+};
+
+TEST_F(LaunchedSocatTest, ListensIsFoundAsSocatAndEndsWhenTerminatedByIdentifier) {
+    test::ChildProcessGuard process(launch());
+    const auto pid = process.pid();
+    EXPECT_TRUE(process->isRunning());
+    ASSERT_TRUE(listens(process));
+
+    LsofListenerProbe probe(LsofListenerProbe::defaultLsofPath());
+    const auto listener = probe.listener("127.0.0.1", m_port);
+    ASSERT_TRUE(listener);
+    EXPECT_TRUE(listener->isSocat()) << listener->commandName;
+    EXPECT_EQ(listener->processIdentifier, pid);
+    EXPECT_THAT(probe.processes("127.0.0.1", m_port),
+                Contains(Field(&ListenerProcess::processIdentifier, pid)));
+
+    PosixProcessTerminator().terminate(pid);
+    EXPECT_TRUE(test::waitUntil([&] { return !process->isRunning(); }));
+    EXPECT_EQ(test::processState(pid), std::nullopt) << "not reaped";
+    EXPECT_EQ(::waitpid(pid, nullptr, WNOHANG), -1);
+    EXPECT_EQ(errno, ECHILD);
+    EXPECT_NO_THROW(process->terminate()) << "signalled a reaped identifier";
+}
+
+// A service with a signal-handling thread blocks SIGTERM elsewhere; socat must not inherit it.
+class BlockedTermination {
+public:
+    BlockedTermination() {
+        sigset_t set;
+        sigemptyset(&set);
+        sigaddset(&set, SIGTERM);
+        ::pthread_sigmask(SIG_BLOCK, &set, &m_previous);
+    }
+    ~BlockedTermination() { ::pthread_sigmask(SIG_SETMASK, &m_previous, nullptr); }
+
+private:
+    sigset_t m_previous;
+};
+
+TEST_F(LaunchedSocatTest, ChildGetsOurStandardStreamsButNoOtherDescriptorOrBlockedSignal) {
+    test::TemporaryDirectory dir;
+    const auto marker = dir / "inherited-marker";
+    std::ofstream(marker) << "x";
+    const int leaked = ::open(marker.c_str(), O_RDONLY); // deliberately without O_CLOEXEC
+    ASSERT_GE(leaked, 0);
+    const BlockedTermination blocked;
+    test::ChildProcessGuard process(launch());
+    ::close(leaked);
+    ASSERT_TRUE(listens(process));
+
+    const auto childFd = "/proc/" + std::to_string(process.pid()) + "/fd/";
+    EXPECT_THAT(test::openDescriptorTargets(process.pid()), Not(Contains(marker.string())));
+    for (const auto stream : {"0", "1", "2"}) {
+        EXPECT_EQ(fs::read_symlink(childFd + stream),
+                  fs::read_symlink(std::string("/proc/self/fd/") + stream));
+    }
+    // Ended by SIGTERM only if the signal is not blocked in the child.
+    process->terminate();
+    EXPECT_TRUE(test::waitUntil([&] { return !process->isRunning(); }, std::chrono::seconds(3)));
+}
+
+TEST_F(LaunchedSocatTest, ReleasedChildKeepsRunningAndIsReapedWhenItExits) {
+    test::ChildProcessGuard guard(launch());
+    const auto pid = guard.pid();
+    ASSERT_TRUE(listens(guard));
+
+    guard.release().reset();
+    EXPECT_TRUE(NetworkPortChecker().isListening("127.0.0.1", m_port));
+    EXPECT_NE(test::processState(pid).value_or('Z'), 'Z');
+    ASSERT_EQ(::kill(pid, SIGTERM), 0);
+    EXPECT_TRUE(test::waitUntil([&] { return !test::processState(pid); }))
+        << "state " << test::processState(pid).value_or('-');
+}
+
+TEST(PosixSocatProcessLauncher, FailsNamingAProgramThatCannotBeLaunched) {
+    auto command = SocatCommand("/nonexistent/socat", "127.0.0.1", test::freeTcpPort(),
+                                TargetEndpoint("127.0.0.1", 3260));
+    try {
+        PosixSocatProcessLauncher().launch(command);
+        FAIL() << "launched";
+    } catch (const std::system_error& error) {
+        EXPECT_EQ(error.code(), std::errc::no_such_file_or_directory);
+        EXPECT_THAT(error.what(), HasSubstr("launching /nonexistent/socat"));
+    }
+}
+
+TEST(PosixProcessTerminator, TreatsAProcessThatIsGoneAsTerminated) {
+    std::int32_t pidMax = 0;
+    std::ifstream("/proc/sys/kernel/pid_max") >> pidMax;
+    ASSERT_GT(pidMax, 0);
+    // Identifiers stay below pid_max, so none can be in use.
+    EXPECT_NO_THROW(PosixProcessTerminator().terminate(pidMax));
+}
+
+TEST(PosixProcessTerminator, RefusesIdentifiersThatNameProcessGroups) {
+    // Tried in a child leading a group of its own: should the refusal be missing, kill(0)
+    // reaches that group alone rather than the test runner.
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        ::setpgid(0, 0);
+        try {
+            PosixProcessTerminator().terminate(0);
+        } catch (const std::system_error& error) {
+            ::_exit(error.code() == std::errc::invalid_argument ? 0 : 2);
+        }
+        ::_exit(1);
+    }
+    int status = -1;
+    const bool ended = test::waitUntil([&] { return ::waitpid(child, &status, WNOHANG) == child; });
+    if (!ended) {
+        ::kill(child, SIGKILL);
+        ::waitpid(child, &status, 0);
+    }
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "status " << status;
+}
+
+} // namespace
+} // namespace velquor
