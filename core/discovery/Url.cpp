@@ -44,6 +44,10 @@ std::optional<Url> Url::parse(std::string_view text) {
     if (url.host && url.host->empty()) {
         url.host.reset();
     }
+    url.zoneId = part(handle.get(), CURLUPART_ZONEID);
+    if (url.zoneId && url.zoneId->empty()) {
+        url.zoneId.reset();
+    }
     if (const auto port = part(handle.get(), CURLUPART_PORT)) {
         std::int64_t value = 0;
         const auto [end, error] = std::from_chars(port->data(), port->data() + port->size(), value);

@@ -1,0 +1,98 @@
+#include "core/discovery/TargetResolver.h"
+
+#include "core/discovery/CurlHttpSession.h"
+#include "core/discovery/TargetResolverError.h"
+#include "core/text/Whitespace.h"
+
+#include <algorithm>
+#include <optional>
+#include <string_view>
+
+namespace velquor {
+
+namespace {
+
+bool isAlpha(char c) {
+    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
+}
+
+bool isDigit(char c) {
+    return c >= '0' && c <= '9';
+}
+
+bool isHexDigit(char c) {
+    return isDigit(c) || (c >= 'A' && c <= 'F') || (c >= 'a' && c <= 'f');
+}
+
+// scheme ":" with scheme = ALPHA *( ALPHA / DIGIT / "+" / "-" / "." ). libcurl cannot parse a
+// relative reference at all, so telling one apart from a broken absolute URL is done here.
+std::optional<std::string> schemeOf(std::string_view text) {
+    const auto colon = text.find(':');
+    if (colon == std::string_view::npos || colon == 0 || !isAlpha(text.front())) {
+        return std::nullopt;
+    }
+    const auto scheme = text.substr(0, colon);
+    const bool valid = std::ranges::all_of(scheme, [](char c) {
+        return isAlpha(c) || isDigit(c) || c == '+' || c == '-' || c == '.';
+    });
+    return valid ? std::optional<std::string>(scheme) : std::nullopt;
+}
+
+// The host becomes part of socat's "TCP:<host>:<port>,nodelay,keepalive", and it comes from
+// the network, often over plain HTTP: anything socat reads as address syntax (',' ':' '!',
+// blanks, controls, …) would let the answer add options or addresses. Only plain names and
+// bracketed IPv6 literals (which socat needs with their brackets) pass.
+bool isPlainHost(std::string_view host) {
+    if (host.size() > 2 && host.front() == '[' && host.back() == ']') {
+        return std::ranges::all_of(host.substr(1, host.size() - 2),
+                                   [](char c) { return isHexDigit(c) || c == ':' || c == '.'; });
+    }
+    return !host.empty() && std::ranges::all_of(host, [](char c) {
+        return isAlpha(c) || isDigit(c) || c == '.' || c == '-' || c == '_';
+    });
+}
+
+} // namespace
+
+TargetResolver::TargetResolver(std::unique_ptr<HttpSession> session)
+    : m_session(session ? std::move(session) : std::make_unique<CurlHttpSession>()) {}
+
+TargetEndpoint TargetResolver::resolve(const Url& from) {
+    // Whatever another scheme returned, it would not be an HTTP answer with a Location.
+    if (from.scheme != "http" && from.scheme != "https") {
+        throw TargetResolverError::invalidHTTPResponse();
+    }
+    const auto response = m_session->get(from, requestTimeout);
+    // The status is not looked at: discovery endpoints answer with 200 as well as redirects.
+    const auto location = response.header("Location");
+    if (!location) {
+        throw TargetResolverError::missingLocation();
+    }
+    return parseLocation(*location);
+}
+
+TargetEndpoint TargetResolver::parseLocation(const std::string& text) {
+    const std::string trimmed = trimWhitespace(text);
+    const auto scheme = schemeOf(trimmed);
+    if (!scheme) {
+        throw TargetResolverError::unsupportedLocationScheme(std::nullopt);
+    }
+    const auto url = Url::parse(trimmed);
+    if (!url) {
+        throw TargetResolverError::malformedLocation(text);
+    }
+    if (*scheme != "http" && *scheme != "https") {
+        throw TargetResolverError::unsupportedLocationScheme(*scheme);
+    }
+    // No default port: the discovery answer exists to tell the port.
+    if (!url->host || !url->port || url->zoneId || !isPlainHost(*url->host)) {
+        throw TargetResolverError::malformedLocation(text);
+    }
+    try {
+        return TargetEndpoint(*url->host, *url->port);
+    } catch (const TargetEndpoint::ValidationError& error) {
+        throw TargetResolverError::invalidTarget(error);
+    }
+}
+
+} // namespace velquor
