@@ -1,0 +1,69 @@
+#pragma once
+
+#include "core/config/ForwarderConfig.h"
+#include "core/config/TargetEndpoint.h"
+#include "core/forwarding/ListenerProbing.h"
+#include "core/forwarding/PortChecking.h"
+#include "core/forwarding/ProcessTerminating.h"
+#include "core/forwarding/SocatManagerError.h"
+#include "core/forwarding/SocatProcess.h"
+#include "core/forwarding/SocatProcessLaunching.h"
+#include "core/forwarding/SocatRuntimeStatus.h"
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace velquor {
+
+// Owns the forwarding child. Before a start it frees the listen port of stale socat
+// processes; nothing but socat is ever signalled. Every call is synchronous and blocks
+// (port checks up to 1 s each, lsof runs, 0.1 s waits); it keeps no timer and no lock.
+// Releasing the manager does not end the child.
+class SocatManager {
+public:
+    // Without a listener probe socat cannot be told from other programs, and without a
+    // terminator no process but our own child is ever signalled.
+    SocatManager(std::filesystem::path executableURL, std::unique_ptr<PortChecking> portChecker,
+                 std::unique_ptr<SocatProcessLaunching> processLauncher,
+                 std::unique_ptr<ListenerProbing> listenerProbe,
+                 std::unique_ptr<ProcessTerminating> processTerminator);
+
+    const std::filesystem::path& executableURL() const noexcept { return m_executableURL; }
+
+    // The tracked child's identifier, whether or not it still runs.
+    std::optional<std::int32_t> trackedProcessIdentifier() const;
+
+    SocatRuntimeStatus runtimeStatus(const std::string& host, std::int64_t port);
+
+    // Returns the new child's identifier once it is launched, not once it listens.
+    std::int32_t start(const ForwarderConfig& config, const TargetEndpoint& target);
+    void stop();
+    void stop(const std::string& host, std::int64_t port);
+    // Signals the tracked child and every socat on the port; identifiers sorted, no repeats.
+    std::vector<std::int32_t> stopProcesses(const std::string& host, std::int64_t port);
+    std::vector<std::int32_t> stopExternalSocatProcesses(const std::string& host,
+                                                         std::int64_t port);
+    std::int32_t restart(const ForwarderConfig& config, const TargetEndpoint& target);
+
+    static constexpr int portReleaseAttempts = 10;
+    static constexpr std::chrono::milliseconds portReleaseInterval{100};
+
+private:
+    bool hasRunningTrackedProcess() const;
+    bool canTerminateExistingSocat(const std::string& host, std::int64_t port);
+    void waitForPortRelease(const std::string& host, std::int64_t port);
+    std::vector<std::int32_t> stopProcesses(const std::string& host, std::int64_t port,
+                                            bool includeTrackedProcess);
+    static std::vector<ListenerProcess> uniqueProcesses(const std::vector<ListenerProcess>& list);
+
+    std::filesystem::path m_executableURL;
+    std::unique_ptr<PortChecking> m_portChecker;
+    std::unique_ptr<SocatProcessLaunching> m_processLauncher;
+    std::unique_ptr<ListenerProbing> m_listenerProbe;
+    std::unique_ptr<ProcessTerminating> m_processTerminator;
+    std::unique_ptr<SocatProcess> m_trackedProcess;
+};
+
+} // namespace velquor

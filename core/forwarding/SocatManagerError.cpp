@@ -1,0 +1,24 @@
+#include "core/forwarding/SocatManagerError.h"
+
+namespace velquor {
+
+SocatManagerError::SocatManagerError(Kind kind, std::string host, std::int64_t port,
+                                     std::string text)
+    : Error(std::move(text)), m_kind(kind), m_host(std::move(host)), m_port(port) {}
+
+SocatManagerError SocatManagerError::portOccupiedByUnknownProcess(std::string host,
+                                                                  std::int64_t port) {
+    auto text =
+        "portOccupiedByUnknownProcess(host: \"" + host + "\", port: " + std::to_string(port) + ")";
+    return {Kind::portOccupiedByUnknownProcess, std::move(host), port, std::move(text)};
+}
+
+SocatManagerError SocatManagerError::processAlreadyRunning() {
+    return {Kind::processAlreadyRunning, {}, 0, "processAlreadyRunning"};
+}
+
+SocatManagerError SocatManagerError::noTrackedProcess() {
+    return {Kind::noTrackedProcess, {}, 0, "noTrackedProcess"};
+}
+
+} // namespace velquor

@@ -1,0 +1,107 @@
+#pragma once
+
+#include "core/forwarding/ListenerProbing.h"
+#include "core/forwarding/PortChecking.h"
+#include "core/forwarding/ProcessTerminating.h"
+#include "core/forwarding/SocatManager.h"
+#include "core/forwarding/SocatProcess.h"
+#include "core/forwarding/SocatProcessLaunching.h"
+
+#include <map>
+#include <memory>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace velquor::test {
+
+// A pretend machine for the forwarding code: processes that hold ports, a socat launcher
+// whose children listen at once, and signals that end socat processes (unless told to be
+// stubborn). Shared by reference between the doubles and the test that inspects it.
+class FakeMachine {
+public:
+    struct Process {
+        std::string name;
+        std::int64_t port;
+        bool listening; // false: only holds a connection on the port
+    };
+
+    std::int32_t spawn(const std::string& name, std::int64_t port, bool listening = true);
+    void signal(std::int32_t pid); // SIGTERM: a socat goes unless stubborn or foreign
+    void kill(std::int32_t pid);   // ends a process as if from outside
+    bool isAlive(std::int32_t pid) const { return m_processes.count(pid) != 0; }
+    bool isListening(std::int64_t port) const;
+    std::vector<ListenerProcess> processesOn(std::int64_t port, bool listeningOnly) const;
+    std::vector<std::int32_t> socatPids() const;
+
+    // Knobs for failures.
+    bool probeFails = false;         // the listener probe throws
+    bool checkerFails = false;       // the port checker throws
+    bool launchFails = false;        // the launcher throws
+    std::set<std::int32_t> stubborn; // ignore SIGTERM
+    std::set<std::int32_t> foreign;  // SIGTERM fails with EPERM
+
+    // What happened, in order.
+    std::vector<std::string> events;
+    std::vector<SocatCommand> launched;
+    int portChecks = 0;
+
+private:
+    std::map<std::int32_t, Process> m_processes;
+    std::int32_t m_nextPid = 4242;
+};
+
+class FakePortChecker : public PortChecking {
+public:
+    explicit FakePortChecker(FakeMachine& machine) : m_machine(machine) {}
+    bool isListening(const std::string& host, std::int64_t port) override;
+
+private:
+    FakeMachine& m_machine;
+};
+
+class FakeListenerProbe : public ListenerProbing {
+public:
+    explicit FakeListenerProbe(FakeMachine& machine) : m_machine(machine) {}
+    std::optional<ListenerProcess> listener(const std::string& host, std::int64_t port) override;
+    std::vector<ListenerProcess> processes(const std::string& host, std::int64_t port) override;
+
+private:
+    FakeMachine& m_machine;
+};
+
+class FakeSocatProcess : public SocatProcess {
+public:
+    FakeSocatProcess(FakeMachine& machine, std::int32_t pid) : m_machine(machine), m_pid(pid) {}
+    bool isRunning() override { return m_machine.isAlive(m_pid); }
+    std::int32_t processIdentifier() const override { return m_pid; }
+    void terminate() override;
+
+private:
+    FakeMachine& m_machine;
+    std::int32_t m_pid;
+};
+
+class FakeSocatLauncher : public SocatProcessLaunching {
+public:
+    explicit FakeSocatLauncher(FakeMachine& machine) : m_machine(machine) {}
+    std::unique_ptr<SocatProcess> launch(const SocatCommand& command) override;
+
+private:
+    FakeMachine& m_machine;
+};
+
+class FakeProcessTerminator : public ProcessTerminating {
+public:
+    explicit FakeProcessTerminator(FakeMachine& machine) : m_machine(machine) {}
+    void terminate(std::int32_t processIdentifier) override;
+
+private:
+    FakeMachine& m_machine;
+};
+
+// A SocatManager wired to the machine with all four doubles.
+std::unique_ptr<SocatManager> makeFakeSocatManager(FakeMachine& machine);
+
+} // namespace velquor::test
