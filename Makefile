@@ -18,6 +18,11 @@ build: configure
 test: build
 	@ctest --preset $(PRESET) --output-on-failure
 
+# Until the desktop application exists, the product is the headless service in the foreground
+# (Ctrl-C stops forwarding and exits).
+run: build
+	@$(BUILD_DIR)/daemon/qarvexd
+
 clean:
 	rm -rf build
 

@@ -1,0 +1,83 @@
+#pragma once
+
+#include "core/config/ConfigStore.h"
+#include "core/discovery/DynamicTargetResolving.h"
+#include "core/forwarding/SocatManager.h"
+#include "core/logging/LogManager.h"
+#include "core/service/ServiceSnapshot.h"
+
+#include <memory>
+#include <string>
+
+namespace velquor {
+
+// The centre of the service: owns the live configuration, the status and the last error, and
+// is the only writer of the configuration file, the log and the forwarder. Operations are
+// blocking, never throw, and must be called one at a time (callers serialise them); every
+// failure ends in the returned snapshot and a log line.
+class ServiceController {
+public:
+    ServiceController(ConfigStore configStore, LogManager logManager,
+                      std::unique_ptr<DynamicTargetResolving> targetResolver,
+                      std::unique_ptr<SocatManager> socatManager);
+    virtual ~ServiceController() = default;
+    ServiceController(const ServiceController&) = delete;
+    ServiceController& operator=(const ServiceController&) = delete;
+
+    virtual ServiceSnapshot load(bool startIfConfigured = false);
+    virtual ServiceSnapshot saveConfig(const ForwarderConfig& config);
+    virtual ServiceSnapshot checkNow();
+    virtual ServiceSnapshot refreshRuntimeStatus();
+    virtual ServiceSnapshot healthCheck();
+    virtual ServiceSnapshot start();
+    virtual ServiceSnapshot stop();
+    virtual ServiceSnapshot restart();
+    virtual std::string readLogs();
+    virtual ServiceSnapshot clearLogs();
+
+    // Only a change of where we listen or where the target comes from needs a new forwarder.
+    static bool requiresSocatRestart(const ForwarderConfig& oldConfig,
+                                     const ForwarderConfig& newConfig);
+
+    static constexpr std::int64_t logReadLimit = 512 * 1024;
+
+protected:
+    virtual ServiceSnapshot restartAfterConfigChange(const ForwarderConfig& oldConfig);
+
+private:
+    using Clock = std::chrono::system_clock;
+
+    ServiceSnapshot snapshot();
+    void updateRuntimeStatus(const SocatRuntimeStatus& runtimeStatus);
+    SocatRuntimeStatus probe(const std::string& host, std::int64_t port);
+    SocatRuntimeStatus probe();
+    void log(const std::string& message);
+    void fail(const std::string& errorText, const std::string& logPrefix);
+    TargetEndpoint resolveTargetWithFallbackLog(const std::string& context);
+    // Caches the target and persists it when the record is valid; a failed write is ignored.
+    void adoptTarget(const TargetEndpoint& target);
+    // Looks the target up and caches it, or marks the service failed and logs why.
+    std::optional<TargetEndpoint> refreshTarget(const std::string& context,
+                                                const std::string& failurePrefix);
+    static bool hasMoved(const std::optional<TargetEndpoint>& oldTarget,
+                         const TargetEndpoint& newTarget);
+    ServiceSnapshot followMovedTarget(const TargetEndpoint& oldTarget,
+                                      const TargetEndpoint& newTarget);
+    void logTargetChange(const std::optional<TargetEndpoint>& oldTarget,
+                         const TargetEndpoint& newTarget);
+    std::string checkResultLogLine();
+
+    ConfigStore m_configStore;
+    LogManager m_logManager;
+    std::unique_ptr<DynamicTargetResolving> m_targetResolver;
+    std::unique_ptr<SocatManager> m_socatManager;
+
+    ForwarderConfig m_config = ForwarderConfig::defaults();
+    ServiceStatus m_status = ServiceStatus::stopped;
+    std::optional<TargetEndpoint> m_currentTarget;
+    std::optional<Clock::time_point> m_lastCheckAt;
+    std::optional<std::string> m_lastError;
+    bool m_isStartInProgress = false;
+};
+
+} // namespace velquor

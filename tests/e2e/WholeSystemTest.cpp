@@ -1,0 +1,281 @@
+// The real programs together: qarvexd, socat, lsof, a loopback discovery server, tgtd as the
+// iSCSI target and libiscsi's iscsi-inq as the initiator.
+#include "tests/e2e/WholeSystem.h"
+
+#include "core/config/ForwarderConfig.h"
+#include "core/forwarding/LsofListenerProbe.h"
+#include "core/forwarding/NetworkPortChecker.h"
+#include "tests/support/DiscoveryServer.h"
+#include "tests/support/Network.h"
+#include "tests/support/TemporaryDirectory.h"
+#include "tests/support/Wait.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <arpa/inet.h>
+#include <csignal>
+#include <fstream>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace velquor::test {
+namespace {
+
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
+
+// Long enough for the daemon's shortest interval (5 s) and a start behind it.
+constexpr auto healthCheckDeadline = 20s;
+
+std::size_t occurrences(const std::string& text, const std::string& part) {
+    std::size_t count = 0;
+    for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
+        ++count;
+    }
+    return count;
+}
+
+std::vector<std::int32_t> socatsOn(std::int64_t port) {
+    std::vector<std::int32_t> pids;
+    for (const auto& process :
+         LsofListenerProbe(LsofListenerProbe::defaultLsofPath()).processes("127.0.0.1", port)) {
+        if (process.isSocat()) {
+            pids.push_back(process.processIdentifier);
+        }
+    }
+    return pids;
+}
+
+// A program that is not socat, holding the port in a process of its own.
+class ForeignListener {
+public:
+    explicit ForeignListener(std::int64_t port) {
+        m_pid = ::fork();
+        if (m_pid == 0) {
+            const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+            const int on = 1;
+            ::setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+            sockaddr_in address{};
+            address.sin_family = AF_INET;
+            address.sin_port = htons(static_cast<std::uint16_t>(port));
+            address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+            if (::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
+                ::listen(fd, 16) != 0) {
+                ::_exit(1);
+            }
+            for (;;) {
+                ::pause();
+            }
+        }
+    }
+    ~ForeignListener() {
+        ::kill(m_pid, SIGKILL);
+        ::waitpid(m_pid, nullptr, 0);
+    }
+    bool isAlive() const {
+        return ::kill(m_pid, 0) == 0 && ::waitpid(m_pid, nullptr, WNOHANG) == 0;
+    }
+
+private:
+    pid_t m_pid;
+};
+
+class WholeSystemTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        if (const auto reason = wholeSystemUnavailableReason()) {
+            GTEST_SKIP() << *reason;
+        }
+    }
+
+    void TearDown() override {
+        m_daemon.reset();
+        // A failed test may leave forwarders behind; no test may leave a process.
+        for (const auto pid : socatsOn(m_listenPort)) {
+            ::kill(pid, SIGKILL);
+        }
+    }
+
+    void writeConfig(bool autoStart, const std::optional<TargetEndpoint>& cached = std::nullopt) {
+        auto json = ForwarderConfig::defaults().toJson();
+        json["listenPort"] = m_listenPort;
+        json["recentListenPorts"] = {m_listenPort};
+        json["discoveryURL"] =
+            m_discoveryDown ? "http://127.0.0.1:" + std::to_string(freeTcpPort()) + "/dynamic-port"
+                            : m_discovery.url().text;
+        json["checkIntervalSeconds"] = 5;
+        json["autoStart"] = autoStart;
+        if (cached) {
+            json["target"] = cached->toJson();
+        }
+        fs::create_directories(m_configFile.parent_path());
+        std::ofstream(m_configFile) << json.dump(2);
+    }
+
+    void startDaemon() { m_daemon = std::make_unique<DaemonProcess>(m_home.path()); }
+
+    std::string log() const { return readTextFile(m_logFile); }
+
+    // Waits until the log holds the text at least `count` times.
+    bool waitForLog(const std::string& text, std::size_t count = 1,
+                    std::chrono::milliseconds deadline = healthCheckDeadline) const {
+        return waitUntil([&] { return occurrences(log(), text) >= count; }, deadline);
+    }
+
+    std::string route(const IscsiTarget& target) const {
+        return "127.0.0.1:" + std::to_string(m_listenPort) +
+               " -> 127.0.0.1:" + std::to_string(target.port());
+    }
+
+    void pointDiscoveryAt(const IscsiTarget& target) {
+        m_discovery.setReply(DiscoveryServer::redirectTo("127.0.0.1", target.port()));
+    }
+
+    // Forwarding from the listen port to the target, as an initiator sees it.
+    void expectIscsiReaches(const IscsiTarget& target) {
+        ASSERT_TRUE(
+            waitUntil([&] { return NetworkPortChecker().isListening("127.0.0.1", m_listenPort); }));
+        std::string inquiry;
+        ASSERT_NO_THROW(inquiry = iscsiInquiry(m_listenPort, target.iqn())) << log();
+        EXPECT_NE(inquiry.find("Peripheral Device Type:DIRECT_ACCESS"), std::string::npos)
+            << inquiry;
+    }
+
+    TemporaryDirectory m_home;
+    TemporaryDirectory m_data;
+    fs::path m_configFile = m_home / ".config" / "Velquor" / "config.json";
+    fs::path m_logFile = m_home / ".local" / "state" / "Velquor" / "service.log";
+    std::int64_t m_listenPort = freeTcpPort();
+    DiscoveryServer m_discovery;
+    bool m_discoveryDown = false; // nothing listens where discovery should answer
+    std::unique_ptr<DaemonProcess> m_daemon;
+};
+
+TEST_F(WholeSystemTest, AutoStartForwardsAnInitiatorToTheDiscoveredTarget) {
+    IscsiTarget one(m_data, "iqn.2026-11.com.velquor.test:one", 8);
+    pointDiscoveryAt(one);
+    writeConfig(true);
+    startDaemon();
+    ASSERT_TRUE(waitForLog("socat started [PID=")) << log();
+    EXPECT_NE(log().find("]: " + route(one)), std::string::npos) << log();
+    expectIscsiReaches(one);
+}
+
+TEST_F(WholeSystemTest, TheForwarderFollowsTheTargetWhenItMoves) {
+    IscsiTarget one(m_data, "iqn.2026-11.com.velquor.test:one", 8);
+    IscsiTarget two(m_data, "iqn.2026-11.com.velquor.test:two", 16);
+    pointDiscoveryAt(one);
+    writeConfig(true);
+    startDaemon();
+    ASSERT_TRUE(waitForLog("socat started [PID=")) << log();
+    expectIscsiReaches(one);
+
+    pointDiscoveryAt(two);
+    ASSERT_TRUE(waitForLog("]: " + route(two))) << log();
+    const auto text = log();
+    EXPECT_NE(text.find("Target changed: 127.0.0.1:" + std::to_string(one.port()) +
+                        " -> 127.0.0.1:" + std::to_string(two.port()) +
+                        "; restarting forwarding service"),
+              std::string::npos)
+        << text;
+    EXPECT_NE(text.find("socat stopped [PID="), std::string::npos) << text;
+    expectIscsiReaches(two);
+    EXPECT_THROW(iscsiInquiry(m_listenPort, one.iqn()), std::runtime_error)
+        << "the old target is still reachable through the listen port";
+    EXPECT_TRUE(waitUntil([&] { return socatsOn(one.port()).empty(); }))
+        << "a socat of the old route is left";
+}
+
+TEST_F(WholeSystemTest, AForwarderKilledFromOutsideIsRestartedByTheNextCheck) {
+    IscsiTarget one(m_data, "iqn.2026-11.com.velquor.test:one", 8);
+    pointDiscoveryAt(one);
+    writeConfig(true);
+    startDaemon();
+    ASSERT_TRUE(waitForLog("socat started [PID=")) << log();
+    for (const auto pid : socatsOn(m_listenPort)) {
+        ::kill(pid, SIGKILL);
+    }
+    ASSERT_TRUE(waitForLog("Health check restarting missing listener")) << log();
+    ASSERT_TRUE(waitForLog("socat started [PID=", 2)) << log();
+    expectIscsiReaches(one);
+}
+
+TEST_F(WholeSystemTest, ForwardingGoesOnWithTheCachedTargetWhileDiscoveryIsDown) {
+    IscsiTarget one(m_data, "iqn.2026-11.com.velquor.test:one", 8);
+    m_discoveryDown = true;
+    writeConfig(true, TargetEndpoint("127.0.0.1", one.port()));
+    startDaemon();
+    ASSERT_TRUE(waitForLog("socat started [PID=")) << log();
+    EXPECT_NE(log().find("WARNING: Start dynamic target lookup failed from "), std::string::npos);
+    expectIscsiReaches(one);
+    ASSERT_TRUE(waitForLog("WARNING: Health check dynamic target lookup failed from ")) << log();
+    ASSERT_TRUE(waitForLog("Health check passed")) << log();
+    EXPECT_EQ(occurrences(log(), "WARNING: Health check"),
+              occurrences(log(), "Health check passed"))
+        << "one warning per check";
+    expectIscsiReaches(one);
+}
+
+TEST_F(WholeSystemTest, WithoutDiscoveryAndWithoutACachedTargetNothingStarts) {
+    m_discoveryDown = true;
+    writeConfig(true);
+    startDaemon();
+    ASSERT_TRUE(waitForLog("ERROR: Failed to start service: ", 1, 15s)) << log();
+    EXPECT_TRUE(socatsOn(m_listenPort).empty());
+    EXPECT_FALSE(NetworkPortChecker().isListening("127.0.0.1", m_listenPort));
+}
+
+TEST_F(WholeSystemTest, APortHeldByAnotherProgramFailsAndLeavesTheProgramAlone) {
+    IscsiTarget one(m_data, "iqn.2026-11.com.velquor.test:one", 8);
+    pointDiscoveryAt(one);
+    ForeignListener squatter(m_listenPort);
+    ASSERT_TRUE(
+        waitUntil([&] { return NetworkPortChecker().isListening("127.0.0.1", m_listenPort); }));
+    writeConfig(true);
+    startDaemon();
+    ASSERT_TRUE(waitForLog("ERROR: Failed to start service: portOccupiedByUnknownProcess(host: "
+                           "\"127.0.0.1\", port: " +
+                           std::to_string(m_listenPort) + ")"))
+        << log();
+    ASSERT_TRUE(waitForLog("Health check passed")) << "the check leaves the port to its owner";
+    EXPECT_TRUE(squatter.isAlive());
+    EXPECT_TRUE(socatsOn(m_listenPort).empty());
+}
+
+TEST_F(WholeSystemTest, SigtermStopsTheForwarderAndExitsCleanly) {
+    IscsiTarget one(m_data, "iqn.2026-11.com.velquor.test:one", 8);
+    pointDiscoveryAt(one);
+    writeConfig(true);
+    startDaemon();
+    ASSERT_TRUE(waitForLog("socat started [PID=")) << log();
+    expectIscsiReaches(one);
+    EXPECT_EQ(m_daemon->terminate(), 0);
+    EXPECT_NE(log().find("socat stopped [PID="), std::string::npos) << log();
+    EXPECT_TRUE(waitUntil([&] { return socatsOn(m_listenPort).empty(); })) << "a socat remains";
+}
+
+TEST_F(WholeSystemTest, ADamagedConfigurationIsSetAsideAndTheServiceStarts) {
+    const std::string damaged = "{\"listenPort\": 18082, \"autoStart\": tr";
+    fs::create_directories(m_configFile.parent_path());
+    std::ofstream(m_configFile) << damaged;
+    startDaemon();
+    ASSERT_TRUE(waitForLog("Configuration loaded", 1, 10s)) << log();
+    std::vector<fs::path> aside;
+    for (const auto& entry : fs::directory_iterator(m_configFile.parent_path())) {
+        if (entry.path().filename().string().starts_with("config.json.invalid-")) {
+            aside.push_back(entry.path());
+        }
+    }
+    ASSERT_EQ(aside.size(), 1u);
+    EXPECT_EQ(readTextFile(aside[0]), damaged);
+    EXPECT_EQ(ForwarderConfig::fromJson(nlohmann::json::parse(readTextFile(m_configFile))),
+              ForwarderConfig::defaults());
+    EXPECT_EQ(log().find("ERROR"), std::string::npos) << log();
+    // Ended without SIGTERM: its stop would act on the default port, which belongs to the user.
+}
+
+} // namespace
+} // namespace velquor::test
