@@ -1,6 +1,7 @@
 #include "core/service/ServiceController.h"
 
 #include "tests/support/FakeForwarding.h"
+#include "tests/support/ScriptedResolver.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gmock/gmock.h>
@@ -19,29 +20,9 @@ using ::testing::IsEmpty;
 
 const TargetEndpoint first("10.0.0.5", 3260);
 const TargetEndpoint moved("10.0.0.5", 3261);
-const char* unreachable = "GET http://discovery.invalid/dynamic-port: Couldn't resolve host name";
-
-// Answers with the scripted target, or fails with the scripted text.
-struct DiscoveryScript {
-    std::optional<TargetEndpoint> target = first;
-    int requests = 0;
-};
-
-class ScriptedResolver : public DynamicTargetResolving {
-public:
-    explicit ScriptedResolver(DiscoveryScript& script) : m_script(script) {}
-    using DynamicTargetResolving::resolve;
-    TargetEndpoint resolve(const Url&) override {
-        ++m_script.requests;
-        if (!m_script.target) {
-            throw std::runtime_error(unreachable);
-        }
-        return *m_script.target;
-    }
-
-private:
-    DiscoveryScript& m_script;
-};
+const char* unreachable = test::unreachableDiscovery;
+using test::DiscoveryScript;
+using test::ScriptedResolver;
 
 class ServiceControllerTest : public ::testing::Test {
 protected:

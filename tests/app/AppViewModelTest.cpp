@@ -1,0 +1,301 @@
+#include "VelquorApp/AppViewModel/AppViewModel.h"
+
+#include "tests/app/AppHarness.h"
+
+#include <QClipboard>
+#include <QGuiApplication>
+#include <QRegularExpression>
+#include <QSignalSpy>
+#include <QTimer>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <thread>
+
+namespace velquor {
+namespace {
+
+using test::waitFor;
+using namespace std::chrono_literals;
+
+const QString urlMessage =
+    QStringLiteral("动态地址接口无效，请输入 http:// 或 https:// 开头的完整地址。");
+const QString portMessage = QStringLiteral("本地监听端口无效，请输入 1024 到 65535 之间的数字。");
+const QString savedWhileStopped =
+    QStringLiteral("设置已保存。启动状态变更请使用上方启动/停止按钮。");
+const QString savedAndRestarted = QStringLiteral("设置已保存，运行中的转发已按新配置自动重启。");
+
+class AppViewModelTest : public ::testing::Test {
+protected:
+    test::AppHarness m_harness;
+
+    AppViewModel& startRunning() {
+        auto& model = m_harness.start();
+        model.startService();
+        EXPECT_TRUE(waitFor([&] { return model.serviceStatus() == ServiceStatus::running; }));
+        return model;
+    }
+};
+
+TEST(AppViewModelValidation, ListenPortTexts) {
+    for (const auto* text : {"1024", "65535", " 18082 ", "+20000", "\t2000\n"}) {
+        EXPECT_TRUE(AppViewModel::validListenPort(QString::fromUtf8(text))) << text;
+    }
+    EXPECT_EQ(AppViewModel::validListenPort(QStringLiteral(" +20000 ")), 20000);
+    for (const auto* text : {"1023", "65536", "0", "-1", "", "abc", "12a", "+", "- 2000", "++2000",
+                             "18 082", "12345678901234567890"}) {
+        EXPECT_FALSE(AppViewModel::validListenPort(QString::fromUtf8(text))) << text;
+    }
+}
+
+TEST(AppViewModelValidation, DiscoveryURLTexts) {
+    for (const auto* text : {"HTTP://discovery.example/dynamic-port", "https://10.0.0.1:8443/x"}) {
+        EXPECT_TRUE(AppViewModel::validDiscoveryURL(QString::fromUtf8(text))) << text;
+    }
+    for (const auto* text :
+         {"ftp://discovery.example/x", "http://", "discovery.example/x", "", "file:///tmp/x"}) {
+        EXPECT_FALSE(AppViewModel::validDiscoveryURL(QString::fromUtf8(text))) << text;
+    }
+}
+
+TEST(AppSectionNames, RawValuesAreExact) {
+    EXPECT_THAT(allAppSections,
+                ::testing::ElementsAre(AppSection::status, AppSection::settings, AppSection::logs));
+    EXPECT_EQ(appSectionFromRawValue(QStringLiteral("运行日志")), AppSection::logs);
+    for (const auto* text : {"logs", "Logs", "运行日志 ", ""}) {
+        EXPECT_EQ(appSectionFromRawValue(QString::fromUtf8(text)), std::nullopt) << text;
+    }
+}
+
+TEST_F(AppViewModelTest, StartsWithItsInitialTextsAndLoadsInTheBackground) {
+    auto controller = m_harness.makeController();
+    AppViewModel model(controller,
+                       {m_harness.autostartFolder, m_harness.folder / "logs", "/x/socat"});
+    EXPECT_EQ(model.selectedSection(), AppSection::status);
+    EXPECT_EQ(model.lastCheckText(), QStringLiteral("尚未检查"));
+    EXPECT_EQ(model.lastErrorText(), QStringLiteral("无"));
+    EXPECT_EQ(model.socatRuntimeText(), QStringLiteral("未检测"));
+    EXPECT_EQ(model.socatExecutableText(), QStringLiteral("/x/socat"));
+    EXPECT_EQ(model.forwarderExecutableText(), QStringLiteral("已内置"));
+    EXPECT_EQ(model.listenPortText(), QStringLiteral("18082"));
+    EXPECT_EQ(model.autoStartStatusText(), QStringLiteral("开机启动状态未检查"));
+    EXPECT_EQ(model.settingsFeedbackText(), QStringLiteral("修改配置后请点击保存设置。"));
+
+    QSignalSpy loaded(&model, &AppViewModel::loaded);
+    ASSERT_TRUE(loaded.wait(5000));
+    EXPECT_EQ(model.socatRuntimeText(), QStringLiteral("未监听"));
+    EXPECT_EQ(model.autoStartStatusText(), QStringLiteral("已关闭，登录 Linux 后不会自动启动。"));
+    EXPECT_TRUE(model.logPreview().contains(QStringLiteral("Configuration loaded")));
+    EXPECT_EQ(model.lastCheckText(), QStringLiteral("尚未检查")) << "no snapshot had a check time";
+    EXPECT_TRUE(model.isHealthMonitorRunning());
+}
+
+TEST_F(AppViewModelTest, OnlyTheURLMessageShowsWhenBothTextsAreWrongAndTheTextsStay) {
+    auto& model = m_harness.start();
+    model.setDiscoveryURLText(QStringLiteral("ftp://x"));
+    model.setListenPortText(QStringLiteral("80"));
+    model.saveSettings();
+    EXPECT_EQ(model.settingsFeedbackText(), urlMessage);
+    EXPECT_TRUE(model.settingsFeedbackIsError());
+    EXPECT_EQ(model.listenPortText(), QStringLiteral("80"));
+
+    model.setDiscoveryURLText(QStringLiteral(" https://d.example:8443/p "));
+    model.saveSettings();
+    EXPECT_EQ(model.settingsFeedbackText(), portMessage);
+    EXPECT_EQ(model.discoveryURLText(), QStringLiteral(" https://d.example:8443/p "));
+}
+
+TEST_F(AppViewModelTest, SavingNormalisesTheTextsAndSaysWhetherForwardingRestarted) {
+    auto& model = m_harness.start();
+    model.markSettingsEdited();
+    model.setListenPortText(QStringLiteral(" +20000 "));
+    model.saveSettings();
+    EXPECT_EQ(model.listenPortText(), QStringLiteral("20000"));
+    EXPECT_EQ(model.settingsFeedbackText(), QStringLiteral("正在保存设置..."));
+    ASSERT_TRUE(waitFor([&] { return model.settingsFeedbackText() == savedWhileStopped; }));
+    EXPECT_EQ(m_harness.storedConfig().listenPort, 20000);
+
+    model.startService();
+    ASSERT_TRUE(waitFor([&] { return model.serviceStatus() == ServiceStatus::running; }));
+    model.setListenPortText(QStringLiteral("20001"));
+    model.saveSettings();
+    ASSERT_TRUE(waitFor([&] { return model.settingsFeedbackText() == savedAndRestarted; }));
+    EXPECT_TRUE(m_harness.machine.isListening(20001));
+    EXPECT_TRUE(
+        waitFor([&] { return model.logPreview().contains(QStringLiteral("restarting socat")); }));
+}
+
+TEST_F(AppViewModelTest, AFailedSaveShowsTheControllersError) {
+    auto& model = m_harness.start();
+    std::filesystem::remove_all(m_harness.configFile.parent_path());
+    std::ofstream(m_harness.configFile.parent_path()) << "a file where the folder should be";
+    model.setListenPortText(QStringLiteral("20000"));
+    model.saveSettings();
+    ASSERT_TRUE(waitFor(
+        [&] { return model.settingsFeedbackText().startsWith(QStringLiteral("保存失败：")); }));
+    EXPECT_TRUE(model.settingsFeedbackIsError());
+    EXPECT_EQ(model.listenPortText(), QStringLiteral("18082")) << "the form shows what is stored";
+}
+
+TEST_F(AppViewModelTest, SnapshotsReplaceTheFormOnlyWhileItIsNotBeingEdited) {
+    auto& model = m_harness.start();
+    model.setListenPortText(QStringLiteral("20000"));
+    model.clearLogs();
+    ASSERT_TRUE(waitFor([&] { return model.listenPortText() == QStringLiteral("18082"); }));
+
+    model.markSettingsEdited();
+    model.setListenPortText(QStringLiteral("20000"));
+    QSignalSpy applied(&model, &AppViewModel::serviceStatusChanged);
+    model.stopService();
+    ASSERT_TRUE(waitFor([&] { return applied.count() > 0; }));
+    EXPECT_EQ(model.listenPortText(), QStringLiteral("20000"));
+    EXPECT_EQ(m_harness.storedConfig().listenPort, 18082) << "a stop never saves";
+}
+
+TEST_F(AppViewModelTest, AnUnchangedDraftStartsWithoutSaving) {
+    auto& model = m_harness.start();
+    QSignalSpy feedback(&model, &AppViewModel::settingsFeedbackTextChanged);
+    model.startService();
+    ASSERT_TRUE(waitFor([&] { return model.serviceStatus() == ServiceStatus::running; }));
+    EXPECT_EQ(feedback.count(), 0);
+    EXPECT_EQ(model.processIdentifierText(), QStringLiteral("4242"));
+    EXPECT_EQ(model.socatRuntimeText(), QStringLiteral("App 启动的 socat [PID=4242]"));
+}
+
+TEST_F(AppViewModelTest, AChangedNumberFieldIsSavedBeforeTheStart) {
+    auto& model = m_harness.start();
+    model.setCheckIntervalSeconds(30);
+    QSignalSpy feedback(&model, &AppViewModel::settingsFeedbackTextChanged);
+    model.startService();
+    ASSERT_TRUE(waitFor([&] { return model.serviceStatus() == ServiceStatus::running; }));
+    ASSERT_GE(feedback.count(), 2);
+    EXPECT_EQ(model.settingsFeedbackText(), savedWhileStopped);
+    EXPECT_EQ(m_harness.storedConfig().checkIntervalSeconds, 30);
+}
+
+TEST_F(AppViewModelTest, AnInvalidPortBlocksTheStartButTheLogIsStillRefreshed) {
+    auto& model = m_harness.start();
+    model.setListenPortText(QStringLiteral("abc"));
+    QSignalSpy preview(&model, &AppViewModel::logPreviewChanged);
+    model.startService();
+    // The refresh may finish before startService returns when the worker is quick.
+    ASSERT_TRUE(waitFor([&] { return preview.count() > 0; }));
+    EXPECT_EQ(model.settingsFeedbackText(), portMessage);
+    EXPECT_TRUE(m_harness.machine.launched.empty());
+    EXPECT_EQ(model.serviceStatus(), ServiceStatus::stopped);
+}
+
+TEST_F(AppViewModelTest, ResetShowsDefaultsWithoutStoringThem) {
+    m_harness.writeConfig([](auto& c) {
+        c.listenPort = 20000;
+        c.checkIntervalSeconds = 30;
+    });
+    auto& model = m_harness.start();
+    EXPECT_EQ(model.listenPortText(), QStringLiteral("20000"));
+    model.resetSettings();
+    EXPECT_EQ(model.listenPortText(), QStringLiteral("18082"));
+    EXPECT_EQ(model.config().checkIntervalSeconds, 60);
+    EXPECT_EQ(model.settingsFeedbackText(), QStringLiteral("已恢复默认值，点击保存设置后生效。"));
+    EXPECT_EQ(m_harness.storedConfig().listenPort, 20000);
+}
+
+TEST_F(AppViewModelTest, TheStartAtLoginSwitchActsAtOnceAndFallsBackOnFailure) {
+    auto& model = m_harness.start();
+    model.setAutoStartPreference(true);
+    EXPECT_TRUE(model.config().autoStart);
+    EXPECT_EQ(model.settingsFeedbackText(),
+              QStringLiteral("开机启动已开启，点击保存设置后同步保存偏好。"));
+    EXPECT_EQ(model.autoStartStatusText(), QStringLiteral("已开启，登录 Linux 后会自动启动 App。"));
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(m_harness.autostartFolder), {}), 1);
+
+    model.setAutoStartPreference(false);
+    EXPECT_FALSE(model.config().autoStart);
+    EXPECT_TRUE(std::filesystem::is_empty(m_harness.autostartFolder));
+
+    std::filesystem::remove(m_harness.autostartFolder);
+    std::ofstream(m_harness.autostartFolder) << "a file where the folder should be";
+    model.setAutoStartPreference(true);
+    EXPECT_FALSE(model.config().autoStart) << "the switch shows the real state";
+    EXPECT_EQ(model.autoStartStatusText(), QStringLiteral("开机启动状态变更失败。"));
+    EXPECT_TRUE(model.settingsFeedbackText().startsWith(QStringLiteral("开机启动设置失败：")));
+    EXPECT_TRUE(model.settingsFeedbackIsError());
+}
+
+TEST_F(AppViewModelTest, TheMonitorWaitsTheFormsIntervalButAtLeastFiveSeconds) {
+    auto& model = m_harness.start();
+    EXPECT_EQ(model.healthCheckInterval(), 60s);
+    for (const std::int64_t seconds : {3, 0, -10}) {
+        model.setCheckIntervalSeconds(seconds);
+        EXPECT_EQ(model.healthCheckInterval(), 5s) << seconds;
+    }
+    model.setCheckIntervalSeconds(7);
+    EXPECT_EQ(model.healthCheckInterval(), 7s);
+}
+
+TEST_F(AppViewModelTest, AHealthCheckRunsOneIntervalAfterLoading) {
+    m_harness.writeConfig([](auto& c) { c.checkIntervalSeconds = 1; });
+    auto& model = m_harness.start();
+    const auto loadedAt = std::chrono::steady_clock::now();
+    ASSERT_TRUE(
+        waitFor([&] { return model.logPreview().contains(QStringLiteral("Health check")); }, 8000));
+    EXPECT_GE(std::chrono::steady_clock::now() - loadedAt, 4500ms) << "the floor is 5 s";
+    EXPECT_NE(model.lastCheckText(), QStringLiteral("尚未检查"));
+    EXPECT_TRUE(QRegularExpression(QStringLiteral("^\\d\\d:\\d\\d:\\d\\d$"))
+                    .match(model.lastCheckText())
+                    .hasMatch());
+}
+
+TEST_F(AppViewModelTest, QuittingStopsTheForwarderBeforeTheLoopEnds) {
+    auto& model = startRunning();
+    QSignalSpy quitting(&model, &AppViewModel::quitting);
+    model.quitApplication();
+    EXPECT_FALSE(model.isHealthMonitorRunning());
+    ASSERT_TRUE(waitFor([&] { return quitting.count() > 0; }));
+    EXPECT_TRUE(m_harness.machine.socatPids().empty());
+    EXPECT_NE(m_harness.logText().find("socat stopped [PID=4242]"), std::string::npos);
+}
+
+TEST_F(AppViewModelTest, ClearingTheLogKeepsForwardingAndCopyTakesThePreview) {
+    auto& model = startRunning();
+    model.clearLogs();
+    ASSERT_TRUE(waitFor([&] { return model.logPreview().isEmpty(); }));
+    EXPECT_EQ(model.serviceStatus(), ServiceStatus::running);
+    EXPECT_FALSE(m_harness.machine.socatPids().empty());
+
+    model.checkNow();
+    ASSERT_TRUE(
+        waitFor([&] { return model.logPreview().contains(QStringLiteral("Check result")); }));
+    model.copyLogs();
+    EXPECT_EQ(QGuiApplication::clipboard()->text(), model.logPreview());
+}
+
+// A controller whose start takes a while, as a slow discovery answer would make it.
+class SlowController : public ServiceController {
+public:
+    using ServiceController::ServiceController;
+    ServiceSnapshot start() override {
+        std::this_thread::sleep_for(1500ms);
+        return ServiceController::start();
+    }
+};
+
+TEST_F(AppViewModelTest, TheMainThreadKeepsRunningWhileTheControllerWorks) {
+    auto controller = std::make_shared<SlowController>(
+        ConfigStore(m_harness.configFile), LogManager(m_harness.logFile),
+        std::make_unique<test::ScriptedResolver>(m_harness.discovery),
+        test::makeFakeSocatManager(m_harness.machine));
+    auto& model = m_harness.start(controller);
+    int ticks = 0;
+    QTimer ticker;
+    QObject::connect(&ticker, &QTimer::timeout, [&] { ++ticks; });
+    ticker.start(10);
+    const auto before = std::chrono::steady_clock::now();
+    model.startService();
+    EXPECT_LT(std::chrono::steady_clock::now() - before, 100ms) << "the command blocked";
+    ASSERT_TRUE(waitFor([&] { return model.serviceStatus() == ServiceStatus::running; }));
+    EXPECT_GT(ticks, 50) << "events stood still while the controller worked";
+}
+
+} // namespace
+} // namespace velquor
