@@ -439,6 +439,10 @@ QCoro::Task<> AppViewModel::clearLogsTask() {
     co_await refreshLogPreview();
 }
 
+void AppViewModel::noteInLog(const QString& message) {
+    m_worker.run([text = message.toStdString()](ServiceController& c) { c.note(text); });
+}
+
 void AppViewModel::copyLogs() {
     auto* clipboard = QGuiApplication::clipboard();
     clipboard->clear();

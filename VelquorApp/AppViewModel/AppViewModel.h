@@ -78,6 +78,8 @@ public:
     QCoro::Task<> refreshLogPreview();
     void clearLogs();
     void copyLogs();
+    // Writes a line about the application itself to the service log, through the controller.
+    void noteInLog(const QString& message);
 
     // Parsers of the two free-text fields of the settings form.
     static std::optional<Url> validDiscoveryURL(const QString& text);

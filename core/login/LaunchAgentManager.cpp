@@ -2,23 +2,24 @@
 
 #include "core/files/AtomicFile.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <pwd.h>
 #include <stdexcept>
-#include <string_view>
 #include <system_error>
 #include <unistd.h>
+
+#ifdef __APPLE__
+#include <cstdint>
+#include <mach-o/dyld.h>
+#include <vector>
+#endif
 
 namespace velquor {
 
 namespace {
 
-#ifdef __APPLE__
-constexpr const char* fileSuffix = ".plist";
-#else
-constexpr const char* fileSuffix = ".desktop";
-#endif
-
+// Same lookup as FileLocations, which keeps its own private.
 std::filesystem::path homeFolder() {
     if (const char* home = std::getenv("HOME"); home != nullptr && *home == '/') {
         return home;
@@ -29,67 +30,85 @@ std::filesystem::path homeFolder() {
     throw std::runtime_error("cannot find the home folder of this user");
 }
 
-// An Exec argument as desktop entries want it: quoted when it holds a reserved character, with
-// ", `, $ and \ escaped inside the quotes; then "%" doubled for field codes and "\" doubled
-// again because the whole value is a string value.
-std::string quotedExecArgument(const std::string& argument) {
-    constexpr std::string_view reserved = " \t\n\"'\\><~|&;$*?#()`";
-    std::string text;
-    if (argument.find_first_of(reserved) == std::string::npos) {
-        text = argument;
-    } else {
-        text = "\"";
-        for (const char c : argument) {
-            if (c == '"' || c == '`' || c == '$' || c == '\\') {
-                text += '\\';
-            }
-            text += c;
-        }
-        text += '"';
-    }
-    std::string value;
-    for (const char c : text) {
-        if (c == '%') {
-            value += "%%";
-        } else if (c == '\\') {
-            value += "\\\\";
-        } else {
-            value += c;
-        }
-    }
-    return value;
+bool isReservedInExec(char c) {
+    return std::string_view(" \t\n\"'\\><~|&;$*?#()`").find(c) != std::string_view::npos;
 }
 
-std::string xmlEscaped(const std::string& text) {
-    std::string escaped;
-    for (const char c : text) {
+// An Exec argument is unquoted by the launcher after the string escapes are undone, and "%"
+// would start a field code.
+std::string execArgument(const std::string& argument) {
+    bool quoted = argument.empty();
+    for (const char c : argument) {
+        quoted = quoted || isReservedInExec(c);
+    }
+    std::string result = quoted ? "\"" : "";
+    for (const char c : argument) {
+        if (quoted && (c == '"' || c == '`' || c == '$' || c == '\\')) {
+            result += '\\';
+        }
+        result += c == '%' ? "%%" : std::string(1, c);
+    }
+    return quoted ? result + '"' : result;
+}
+
+// A desktop entry value may hold no control characters and reads "\" as an escape.
+std::string desktopStringValue(const std::string& value) {
+    std::string result;
+    for (const char c : value) {
         switch (c) {
-        case '&':
-            escaped += "&amp;";
+        case '\\':
+            result += "\\\\";
             break;
-        case '<':
-            escaped += "&lt;";
+        case '\n':
+            result += "\\n";
             break;
-        case '>':
-            escaped += "&gt;";
+        case '\t':
+            result += "\\t";
+            break;
+        case '\r':
+            result += "\\r";
             break;
         default:
-            escaped += c;
+            result += c;
         }
     }
-    return escaped;
+    return result;
+}
+
+std::string xmlText(const std::string& value) {
+    std::string result;
+    for (const char c : value) {
+        switch (c) {
+        case '&':
+            result += "&amp;";
+            break;
+        case '<':
+            result += "&lt;";
+            break;
+        case '>':
+            result += "&gt;";
+            break;
+        default:
+            result += c;
+        }
+    }
+    return result;
 }
 
 } // namespace
 
 LaunchAgentManager::LaunchAgentManager(std::filesystem::path launchAgentsDirectory,
-                                       std::string label, ProgramProvider appURLProvider)
-    : m_plistURL(launchAgentsDirectory / (label + fileSuffix)), m_label(std::move(label)),
-      m_appURLProvider(std::move(appURLProvider)) {}
+                                       std::string label,
+                                       std::function<std::filesystem::path()> appURLProvider)
+    : m_plistURL(std::move(launchAgentsDirectory) / (label + std::string(fileSuffix))),
+      m_label(std::move(label)), m_appURLProvider(std::move(appURLProvider)) {}
 
-bool LaunchAgentManager::isEnabled() const {
-    std::error_code ignored;
-    return std::filesystem::exists(m_plistURL, ignored);
+bool LaunchAgentManager::isEnabled() const noexcept {
+    // Not exists(): a symbolic link whose target is gone still occupies the name.
+    std::error_code error;
+    const auto type = std::filesystem::symlink_status(m_plistURL, error).type();
+    return type != std::filesystem::file_type::not_found &&
+           type != std::filesystem::file_type::none;
 }
 
 void LaunchAgentManager::setEnabled(bool enabled) {
@@ -101,12 +120,18 @@ void LaunchAgentManager::setEnabled(bool enabled) {
 }
 
 void LaunchAgentManager::install() {
-    createDirectories(m_plistURL.parent_path());
+    if (const auto folder = m_plistURL.parent_path(); !folder.empty()) {
+        createDirectories(folder);
+    }
     const auto program = m_appURLProvider();
+    if (program.empty()) {
+        throw std::system_error(ENOENT, std::generic_category(),
+                                "finding the program to start at login");
+    }
 #ifdef __APPLE__
     writeFileAtomically(m_plistURL, launchAgentPlistText(m_label, program));
 #else
-    writeFileAtomically(m_plistURL, desktopEntryText(m_label, program));
+    writeFileAtomically(m_plistURL, desktopEntryText(program));
 #endif
 }
 
@@ -122,35 +147,50 @@ std::filesystem::path LaunchAgentManager::defaultLaunchAgentsDirectory() {
 #ifdef __APPLE__
     return homeFolder() / "Library" / "LaunchAgents";
 #else
-    if (const char* config = std::getenv("XDG_CONFIG_HOME"); config != nullptr && *config == '/') {
-        return std::filesystem::path(config) / "autostart";
+    // The XDG variable counts only when it holds an absolute path.
+    if (const char* value = std::getenv("XDG_CONFIG_HOME"); value != nullptr && *value == '/') {
+        return std::filesystem::path(value) / "autostart";
     }
     return homeFolder() / ".config" / "autostart";
 #endif
 }
 
 std::filesystem::path LaunchAgentManager::runningProgram() {
+#ifdef __APPLE__
+    std::uint32_t size = 0;
+    ::_NSGetExecutablePath(nullptr, &size);
+    std::vector<char> buffer(size + 1, '\0');
+    if (::_NSGetExecutablePath(buffer.data(), &size) != 0) {
+        throw std::system_error(ENAMETOOLONG, std::generic_category(),
+                                "finding the path of the running program");
+    }
+    std::error_code error;
+    auto program = std::filesystem::canonical(buffer.data(), error);
+#else
     std::error_code error;
     auto program = std::filesystem::read_symlink("/proc/self/exe", error);
-    return error ? std::filesystem::path("qarvex") : program;
+#endif
+    if (error) {
+        throw std::system_error(error, "finding the path of the running program");
+    }
+    return program;
 }
 
-std::string LaunchAgentManager::desktopEntryText(const std::string& label,
-                                                 const std::filesystem::path& program) {
+std::string LaunchAgentManager::desktopEntryText(const std::filesystem::path& program) {
+    // No NoDisplay: the autostart folder feeds no menu, and desktops hide NoDisplay entries
+    // from their list of startup programs, where the user should be able to find this one.
     return "[Desktop Entry]\n"
            "Type=Application\n"
            "Version=1.5\n"
            "Name=Qarvex\n"
            "Comment=Keeps the local iSCSI forwarder running\n"
            "Exec=" +
-           quotedExecArgument(program.string()) +
+           desktopStringValue(execArgument(program.string())) +
            "\n"
            "Icon=qarvex\n"
            "Terminal=false\n"
-           "NoDisplay=true\n"
-           "X-GNOME-Autostart-enabled=true\n"
-           "X-Velquor-Label=" +
-           label + "\n";
+           "Hidden=false\n"
+           "X-GNOME-Autostart-enabled=true\n";
 }
 
 std::string LaunchAgentManager::launchAgentPlistText(const std::string& label,
@@ -160,22 +200,22 @@ std::string LaunchAgentManager::launchAgentPlistText(const std::string& label,
            "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
            "<plist version=\"1.0\">\n"
            "<dict>\n"
-           "\t<key>KeepAlive</key>\n"
-           "\t<false/>\n"
            "\t<key>Label</key>\n"
            "\t<string>" +
-           xmlEscaped(label) +
+           xmlText(label) +
            "</string>\n"
            "\t<key>ProgramArguments</key>\n"
            "\t<array>\n"
            "\t\t<string>/usr/bin/open</string>\n"
            "\t\t<string>-a</string>\n"
            "\t\t<string>" +
-           xmlEscaped(program.string()) +
+           xmlText(program.string()) +
            "</string>\n"
            "\t</array>\n"
            "\t<key>RunAtLoad</key>\n"
            "\t<true/>\n"
+           "\t<key>KeepAlive</key>\n"
+           "\t<false/>\n"
            "</dict>\n"
            "</plist>\n";
 }

@@ -3,48 +3,64 @@
 #include <filesystem>
 #include <functional>
 #include <string>
+#include <string_view>
 
 namespace velquor {
 
-// The start-at-login switch: one file that the desktop session reads at login (an XDG
-// autostart entry on Linux, a launchd agent on macOS). Nothing is started or stopped now; a
-// change takes effect at the next login.
+// The start-at-login switch. It only writes or removes one file that the session reads when the
+// user logs in, so a change takes effect at the next login and nothing running is touched. On
+// Linux the file is an XDG autostart desktop entry; on macOS a launch agent property list.
 class LaunchAgentManager {
 public:
-    static constexpr const char* defaultLabel = "com.dravenloe.velquor";
+    static constexpr std::string_view defaultLabel = "com.dravenloe.velquor";
+#ifdef __APPLE__
+    static constexpr std::string_view fileSuffix = ".plist";
+#else
+    static constexpr std::string_view fileSuffix = ".desktop";
+#endif
 
-    using ProgramProvider = std::function<std::filesystem::path()>;
+    // Touches no file. `appURLProvider` is asked for the program to start on every install, so
+    // a moved program is picked up; the default is the running program.
+    explicit LaunchAgentManager(
+        std::filesystem::path launchAgentsDirectory, std::string label = std::string(defaultLabel),
+        std::function<std::filesystem::path()> appURLProvider = runningProgram);
 
-    // The provider names the program to start; it is asked when the file is written.
-    explicit LaunchAgentManager(std::filesystem::path launchAgentsDirectory,
-                                std::string label = defaultLabel,
-                                ProgramProvider appURLProvider = runningProgram);
+    const std::filesystem::path& plistURL() const noexcept {
+        return m_plistURL;
+    }
+    const std::string& label() const noexcept {
+        return m_label;
+    }
 
-    const std::filesystem::path& plistURL() const noexcept { return m_plistURL; }
-    const std::string& label() const noexcept { return m_label; }
+    // Whether anything is at plistURL(), whatever it holds: a file the user wrote by hand still
+    // starts something at login. False when that cannot be found out.
+    bool isEnabled() const noexcept;
 
-    // Whether the file is there, whoever wrote it.
-    bool isEnabled() const;
     void setEnabled(bool enabled);
-    // Throws std::system_error; an earlier file stays as it was when writing fails.
+
+    // Creates the folder when missing and replaces any earlier file in one step; on failure the
+    // earlier file stays as it was. Throws std::system_error.
     void install();
-    // Succeeds when there is nothing to remove.
+
+    // Nothing to remove is success. Throws std::system_error when the removal fails.
     void uninstall();
 
-    // ${XDG_CONFIG_HOME:-~/.config}/autostart on Linux, ~/Library/LaunchAgents on macOS.
+    // Linux: ${XDG_CONFIG_HOME:-~/.config}/autostart; macOS: ~/Library/LaunchAgents. Creates
+    // nothing. Throws std::runtime_error when the home folder cannot be found.
     static std::filesystem::path defaultLaunchAgentsDirectory();
+
+    // The absolute path of the running program. Safe from any thread; throws std::system_error.
     static std::filesystem::path runningProgram();
 
-    // The two file formats, whatever the platform.
-    static std::string desktopEntryText(const std::string& label,
-                                        const std::filesystem::path& program);
+    // The label names the file, not a key in it: a desktop entry has no field for it.
+    static std::string desktopEntryText(const std::filesystem::path& program);
     static std::string launchAgentPlistText(const std::string& label,
                                             const std::filesystem::path& program);
 
 private:
     std::filesystem::path m_plistURL;
     std::string m_label;
-    ProgramProvider m_appURLProvider;
+    std::function<std::filesystem::path()> m_appURLProvider;
 };
 
 } // namespace velquor

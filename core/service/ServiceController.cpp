@@ -239,6 +239,10 @@ ServiceSnapshot ServiceController::clearLogs() {
     return snapshot();
 }
 
+void ServiceController::note(const std::string& message) {
+    log(message);
+}
+
 // --- checks ---
 
 TargetEndpoint ServiceController::resolveTargetWithFallbackLog(const std::string& context) {

@@ -34,6 +34,8 @@ public:
     virtual ServiceSnapshot restart();
     virtual std::string readLogs();
     virtual ServiceSnapshot clearLogs();
+    // A line from the application about itself, for the user who reads the log.
+    virtual void note(const std::string& message);
 
     // Only a change of where we listen or where the target comes from needs a new forwarder.
     static bool requiresSocatRestart(const ForwarderConfig& oldConfig,
