@@ -62,6 +62,12 @@ void AppViewModel::setListenPortText(const QString& text) {
     publish(m_listenPortText, text, &AppViewModel::listenPortTextChanged);
 }
 
+void AppViewModel::setListenHost(const QString& host) {
+    auto config = m_config;
+    config.listenHost = host.toStdString();
+    publish(m_config, std::move(config), &AppViewModel::configChanged);
+}
+
 void AppViewModel::setCheckIntervalSeconds(std::int64_t seconds) {
     auto config = m_config;
     config.checkIntervalSeconds = seconds;

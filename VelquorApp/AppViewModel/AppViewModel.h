@@ -51,6 +51,7 @@ public:
     // The settings form writes the draft through these; the two texts also mark it edited.
     void setDiscoveryURLText(const QString& text);
     void setListenPortText(const QString& text);
+    void setListenHost(const QString& host);
     void setCheckIntervalSeconds(std::int64_t seconds);
     void setFailureThreshold(std::int64_t threshold);
     void setLogRetentionDays(std::int64_t days);

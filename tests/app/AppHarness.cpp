@@ -23,14 +23,17 @@ std::shared_ptr<ServiceController> AppHarness::makeController() {
 }
 
 AppViewModel& AppHarness::start(std::shared_ptr<ServiceController> controller) {
-    m_model = std::make_unique<AppViewModel>(
-        controller ? std::move(controller) : makeController(),
-        AppEnvironment{autostartFolder, folder / "logs", "/usr/bin/socat"});
+    m_model = std::make_unique<AppViewModel>(controller ? std::move(controller) : makeController(),
+                                             environment());
     QSignalSpy loaded(m_model.get(), &AppViewModel::loaded);
     if (!loaded.wait(10000)) {
         throw std::runtime_error("the view model did not finish loading");
     }
     return *m_model;
+}
+
+AppEnvironment AppHarness::environment() const {
+    return AppEnvironment{autostartFolder, folder / "logs", "/usr/bin/socat"};
 }
 
 std::string AppHarness::logText() const {

@@ -7,6 +7,7 @@
 
 #include <QTest>
 
+#include <array>
 #include <functional>
 #include <memory>
 
@@ -24,6 +25,8 @@ public:
     std::shared_ptr<ServiceController> makeController();
 
     AppViewModel& model() { return *m_model; }
+    // The application's surroundings, all inside the temporary folder.
+    AppEnvironment environment() const;
     std::string logText() const;
     void writeConfig(const std::function<void(ForwarderConfig&)>& edit);
     ForwarderConfig storedConfig() const;
@@ -38,6 +41,15 @@ public:
 private:
     std::unique_ptr<AppViewModel> m_model;
 };
+
+inline constexpr std::array allServiceStatuses = {ServiceStatus::stopped, ServiceStatus::starting,
+                                                  ServiceStatus::running, ServiceStatus::stopping,
+                                                  ServiceStatus::failed,  ServiceStatus::checking};
+
+// The status's name in the code, for test and screenshot names.
+inline QString statusName(ServiceStatus status) {
+    return QString::fromLatin1(serviceStatusName(status));
+}
 
 // Runs the event loop until the condition holds; false when the deadline passed first.
 bool waitFor(const std::function<bool()>& condition, int milliseconds = 5000);

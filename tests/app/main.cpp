@@ -1,5 +1,4 @@
 #include <QApplication>
-
 #include <gmock/gmock.h>
 
 int main(int argc, char** argv) {

@@ -1,0 +1,61 @@
+#include "VelquorApp/VelquorApp/SingleInstance.h"
+#include "VelquorApp/VelquorApp/VelquorApp.h"
+#include "core/BuildInfo.h"
+#include "core/service/DefaultController.h"
+
+#include <QApplication>
+#include <QMessageBox>
+
+#include <cstring>
+#include <exception>
+#include <iostream>
+
+namespace {
+
+bool answeredCommandLine(int argc, char** argv) {
+    if (argc == 2 && std::strcmp(argv[1], "--version") == 0) {
+        std::cout << "qarvex " << velquor::buildinfo::version << "\n";
+        return true;
+    }
+    if (argc == 2 && std::strcmp(argv[1], "--help") == 0) {
+        std::cout << "Usage: qarvex [--help | --version]\n\n"
+                     "Keeps an iSCSI initiator connected to a moving target through a local "
+                     "forwarder,\nwith a tray icon and a main window. A second qarvex shows the "
+                     "running one's window.\n";
+        return true;
+    }
+    return false;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    if (answeredCommandLine(argc, argv)) {
+        return 0;
+    }
+    QApplication application(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("Qarvex"));
+    QApplication::setApplicationVersion(QString::fromLatin1(velquor::buildinfo::version));
+    // Lets the desktop match the windows to the installed qarvex.desktop.
+    QApplication::setDesktopFileName(QStringLiteral("qarvex"));
+    // The tray keeps the application; closing the window is not quitting.
+    QApplication::setQuitOnLastWindowClosed(false);
+
+    velquor::SingleInstance instance;
+    if (!instance.claim()) {
+        std::cout << "qarvex is already running; its window was asked to show.\n";
+        return 0;
+    }
+    try {
+        velquor::VelquorApp app(velquor::DefaultController::makeDefaultController());
+        QObject::connect(&instance, &velquor::SingleInstance::activationRequested, &app,
+                         &velquor::VelquorApp::showMainWindow);
+        app.showMainWindow();
+        return QApplication::exec();
+    } catch (const std::exception& error) {
+        std::cerr << "qarvex: " << error.what() << "\n";
+        QMessageBox::critical(nullptr, QStringLiteral("Qarvex"),
+                              QString::fromStdString(error.what()));
+        return 1;
+    }
+}

@@ -1,0 +1,126 @@
+#include "VelquorApp/AppIconView/AppIconView.h"
+#include "VelquorApp/AppIconView/AppRuntimeIcon.h"
+#include "VelquorApp/AppIconView/ForwarderGlyph.h"
+#include "tests/app/Screenshots.h"
+#include "tests/support/TemporaryDirectory.h"
+
+#include <QGuiApplication>
+#include <QIcon>
+#include <QImageReader>
+#include <gtest/gtest.h>
+
+namespace velquor {
+namespace {
+
+TEST(ForwarderGlyph, RunsFromTheBottomLeftUpToTheMiddleIntoAnOpenArrowHead) {
+    const auto path = ForwarderGlyph::path(QRectF(10, 20, 100, 50));
+    struct Element {
+        QPainterPath::ElementType type;
+        double x;
+        double y;
+    };
+    using T = QPainterPath::ElementType;
+    const Element expected[] = {
+        {T::MoveToElement, 10, 70},      {T::LineToElement, 34, 70},
+        {T::CurveToElement, 46, 70},     {T::CurveToDataElement, 48, 45},
+        {T::CurveToDataElement, 64, 45}, {T::LineToElement, 110, 45},
+        {T::MoveToElement, 88, 20},      {T::LineToElement, 110, 45},
+        {T::LineToElement, 88, 70},
+    };
+    ASSERT_EQ(path.elementCount(), static_cast<int>(std::size(expected)));
+    for (int i = 0; i < path.elementCount(); ++i) {
+        SCOPED_TRACE(i);
+        const auto element = path.elementAt(i);
+        EXPECT_EQ(element.type, expected[i].type);
+        EXPECT_NEAR(element.x, expected[i].x, 1e-9);
+        EXPECT_NEAR(element.y, expected[i].y, 1e-9);
+    }
+}
+
+bool isNear(const QColor& actual, const QColor& expected, int tolerance) {
+    return std::abs(actual.red() - expected.red()) <= tolerance &&
+           std::abs(actual.green() - expected.green()) <= tolerance &&
+           std::abs(actual.blue() - expected.blue()) <= tolerance;
+}
+
+// Points are fractions of the icon's edge, read from the rendered bitmap.
+TEST(AppRuntimeIcon, RendersTheTileGlyphAndDotAtTwiceFiveHundredTwelve) {
+    const auto image = AppRuntimeIcon::render();
+    ASSERT_EQ(image.size(), QSize(1024, 1024));
+    EXPECT_EQ(image.devicePixelRatio(), 2.0);
+    const auto at = [&](double fx, double fy) {
+        return image.pixelColor(static_cast<int>(fx * 1024), static_cast<int>(fy * 1024));
+    };
+    struct Probe {
+        const char* what;
+        double x;
+        double y;
+        QColor color;
+        int tolerance;
+    };
+    const Probe probes[] = {
+        {"dot", 0.75, 0.5, QColor::fromRgbF(0.56f, 0.97f, 0.64f), 2},
+        {"glyph's horizontal run", 0.62, 0.5, QColor::fromRgbF(0.82f, 1.0f, 0.96f), 2},
+        {"glyph's foot", 0.25, 0.67, QColor::fromRgbF(0.82f, 1.0f, 0.96f), 2},
+        {"tile near the top-left end of the gradient", 0.22, 0.08,
+         QColor::fromRgbF(0.04f, 0.20f, 0.34f), 12},
+        {"tile near the bottom-right end of the gradient", 0.92, 0.78,
+         QColor::fromRgbF(0.02f, 0.43f, 0.55f), 12},
+    };
+    for (const auto& probe : probes) {
+        const auto color = at(probe.x, probe.y);
+        EXPECT_TRUE(isNear(color, probe.color, probe.tolerance))
+            << probe.what << ": " << color.name().toStdString();
+        EXPECT_EQ(color.alpha(), 255) << probe.what;
+    }
+    EXPECT_LT(at(0.01, 0.01).alpha(), 40) << "outside the rounded corner";
+    EXPECT_GT(at(0.5, 0.004).alpha(), 200) << "the tile reaches the edge";
+}
+
+TEST(AppRuntimeIcon, InstallsOnlyWhenTheApplicationHasNoIcon) {
+    struct IconGuard {
+        QIcon original = QGuiApplication::windowIcon();
+        ~IconGuard() { QGuiApplication::setWindowIcon(original); }
+    } guard;
+    QGuiApplication::setWindowIcon(QIcon());
+    EXPECT_TRUE(AppRuntimeIcon::install());
+    const auto installed = QGuiApplication::windowIcon();
+    ASSERT_FALSE(installed.isNull());
+    EXPECT_EQ(installed.pixmap(QSize(512, 512), 2.0).size(), QSize(1024, 1024));
+
+    EXPECT_FALSE(AppRuntimeIcon::install()) << "a second time changes nothing";
+    QPixmap other(16, 16);
+    other.fill(Qt::red);
+    QGuiApplication::setWindowIcon(QIcon(other));
+    EXPECT_FALSE(AppRuntimeIcon::install());
+    EXPECT_EQ(QGuiApplication::windowIcon().pixmap(16, 16).toImage().pixelColor(8, 8),
+              QColor(Qt::red));
+}
+
+TEST(AppRuntimeIcon, WritesAPngIntoFoldersItCreates) {
+    test::TemporaryDirectory folder;
+    const auto path = QString::fromStdString((folder / "a" / "b" / "qarvex.png").string());
+    ASSERT_TRUE(AppRuntimeIcon::writePng(path));
+    QImageReader reader(path);
+    EXPECT_EQ(reader.format(), "png");
+    EXPECT_EQ(reader.size(), QSize(1024, 1024));
+    ASSERT_TRUE(AppRuntimeIcon::writePng(path, 64, 1));
+    EXPECT_EQ(QImageReader(path).size(), QSize(64, 64));
+    EXPECT_FALSE(AppRuntimeIcon::writePng(path + QStringLiteral("/under-a-file.png")));
+}
+
+TEST(AppIconView, IsAsLargeAsItsSizeAndLooksLikeTheRuntimeIcon) {
+    for (const int size : {34, 512}) {
+        SCOPED_TRACE(size);
+        AppIconView view(size);
+        EXPECT_EQ(view.size(), QSize(size, size));
+        const auto image = test::saveScreenshot(view, QStringLiteral("app-icon-%1.png").arg(size));
+        const auto reference = AppRuntimeIcon::render(size, 1);
+        const auto centre = QPoint(size * 3 / 4, size / 2);
+        EXPECT_TRUE(isNear(image.pixelColor(centre), reference.pixelColor(centre), 2));
+    }
+    test::saveScreenshot(AppRuntimeIcon::render(), QStringLiteral("app-icon-runtime-1024.png"));
+}
+
+} // namespace
+} // namespace velquor

@@ -1,0 +1,183 @@
+#include "VelquorApp/MainWindowView/Theme.h"
+
+#include <QApplication>
+#include <QFontInfo>
+#include <QRawFont>
+#include <QTextLayout>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace velquor {
+namespace {
+
+struct StatusCase {
+    ServiceStatus status;
+    QColor color; // invalid: the palette's secondary grey
+    const char* sidebar;
+    const char* menu;
+    const char* traySymbol;
+    const char* symbol;
+    const char* heroTitle;
+    const char* heroExplanation;
+    const char* settingsTitle;
+    const char* settingsBadge;
+    const char* settingsExplanation;
+};
+
+const QColor orange = Theme::orange();
+const QColor red = Theme::red();
+
+const StatusCase statusCases[] = {
+    {ServiceStatus::stopped, QColor(), "关闭", "已停止", "circle", "pause.circle.fill", "已关闭",
+     "本机端口没有转发服务。", "关闭", "已停止", "转发服务当前未运行，配置保存后需要手动启动。"},
+    {ServiceStatus::starting, orange, "启动中", "启动中", "arrow.triangle.2.circlepath.circle.fill",
+     "arrow.up.circle.fill", "启动中", "正在建立本机监听和目标转发。", "启动中", "正在启动",
+     "正在启动本地监听和转发进程。"},
+    {ServiceStatus::running, QColor::fromRgbF(0.08f, 0.52f, 0.24f), "运行中", "运行中",
+     "arrow.left.arrow.right.circle.fill", "checkmark.circle.fill", "运行中", "转发服务正在工作。",
+     "运行中", "运行中", "转发服务正在运行，本机 iSCSI 客户端可连接本地监听地址。"},
+    {ServiceStatus::stopping, QColor(), "关闭中", "停止中", "circle", "stop.circle.fill", "关闭中",
+     "正在关闭当前转发进程。", "关闭中", "正在停止", "正在停止当前转发进程。"},
+    {ServiceStatus::failed, red, "异常", "异常", "exclamationmark.triangle.fill",
+     "exclamationmark.triangle.fill", "异常", "转发服务需要处理错误后再运行。", "异常", "异常",
+     "转发服务出现异常，请查看最近错误或运行日志。"},
+    {ServiceStatus::checking, orange, "检查中", "检查中", "arrow.triangle.2.circlepath.circle.fill",
+     "arrow.triangle.2.circlepath.circle.fill", "检查中", "正在检查目标地址和本机监听。", "检查中",
+     "正在检查", "正在检查目标地址、监听端口和转发进程状态。"},
+};
+
+QString u(const char* text) {
+    return QString::fromUtf8(text);
+}
+
+TEST(ThemeStatusTables, EveryViewWordsAndColoursEachStatusItsOwnWay) {
+    const auto grey = Theme::secondaryColor();
+    for (const auto& c : statusCases) {
+        SCOPED_TRACE(std::string(serviceStatusName(c.status)));
+        EXPECT_EQ(Theme::statusColor(c.status), c.color.isValid() ? c.color : grey);
+        EXPECT_EQ(Theme::sidebarWord(c.status), u(c.sidebar));
+        EXPECT_EQ(Theme::menuWord(c.status), u(c.menu));
+        EXPECT_EQ(Theme::trayIconSymbol(c.status), u(c.traySymbol));
+        EXPECT_EQ(Theme::statusSymbol(c.status), u(c.symbol));
+        EXPECT_EQ(Theme::heroTitle(c.status), u(c.heroTitle));
+        EXPECT_EQ(Theme::heroExplanation(c.status), u(c.heroExplanation));
+        EXPECT_EQ(Theme::settingsTitle(c.status), u(c.settingsTitle));
+        EXPECT_EQ(Theme::settingsBadge(c.status), u(c.settingsBadge));
+        EXPECT_EQ(Theme::settingsExplanation(c.status), u(c.settingsExplanation));
+    }
+}
+
+TEST(ThemeColours, TheSecondaryGreyIsOpaqueAndFollowsThePalette) {
+    const auto light = Theme::secondaryColor();
+    EXPECT_EQ(light.alpha(), 255);
+    EXPECT_NEAR(light.red(), light.blue(), 8) << "a grey";
+    EXPECT_LT(light.lightness(), QGuiApplication::palette().color(QPalette::Window).lightness());
+
+    QPalette dark(QColor(40, 40, 40), QColor(30, 30, 30));
+    dark.setColor(QPalette::WindowText, QColor(230, 230, 230));
+    dark.setColor(QPalette::PlaceholderText, QColor(230, 230, 230, 128));
+    const auto onDark = Theme::secondaryColor(dark);
+    EXPECT_EQ(onDark.alpha(), 255);
+    EXPECT_GT(onDark.lightness(), 100) << "readable on a dark window";
+    EXPECT_EQ(Theme::statusColor(ServiceStatus::stopping, dark), onDark);
+    EXPECT_EQ(Theme::statusColor(ServiceStatus::failed, dark), Theme::red());
+}
+
+TEST(ThemeText, ForwardingProcessTextHidesTheWordSocat) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"App 启动的 socat [PID=4242]", "App 启动的转发进程 [PID=4242]"},
+        {"检测到已有 socat [PID=77]", "检测到已有转发进程 [PID=77]"},
+        {"App 启动的 socat; App 启动的 socat", "App 启动的转发进程; App 启动的转发进程"},
+        {"App 启动的 socat / 检测到已有 socat", "App 启动的转发进程 / 检测到已有转发进程"},
+        {"端口被 socat 占用 [PID=9]", "端口被 socat 占用 [PID=9]"},
+        {"App 启动的socat", "App 启动的socat"},
+        {"未监听", "未监听"},
+        {"", ""},
+    };
+    for (const auto& [input, expected] : cases) {
+        EXPECT_EQ(Theme::forwardingProcessText(u(input)), u(expected)) << input;
+    }
+}
+
+TEST(ThemeText, FixedPitchFollowsColonsAndForStatusValuesAlsoPID) {
+    struct Case {
+        const char* value;
+        bool grid;
+        bool status;
+    };
+    const Case cases[] = {
+        {"127.0.0.1:18082", true, true},
+        {"http://discovery.invalid/dynamic-port", true, true},
+        {"App 启动的转发进程 [PID=4242]", false, true},
+        {"无", false, false},
+        {"未监听", false, false},
+        {"已内置", false, false},
+        {"12:03:44", true, true},
+        {"pid 12", false, false},
+        {"", false, false},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(Theme::isMonospacedValue(u(c.value)), c.grid) << c.value;
+        EXPECT_EQ(Theme::isMonospacedStatusValue(u(c.value)), c.status) << c.value;
+    }
+}
+
+TEST(ThemeFonts, StylesAreOrderedAndFollowTheApplicationFont) {
+    using S = Theme::TextStyle;
+    const auto px = [](S style) { return QFontInfo(Theme::font(style)).pixelSize(); };
+    EXPECT_GT(px(S::largeTitle), px(S::title2));
+    EXPECT_GT(px(S::title2), px(S::title3));
+    EXPECT_GT(px(S::title3), px(S::body));
+    EXPECT_EQ(px(S::headline), px(S::body));
+    EXPECT_GT(px(S::body), px(S::callout));
+    EXPECT_GT(px(S::callout), px(S::caption2));
+    EXPECT_GE(px(S::caption), px(S::caption2));
+    EXPECT_GT(Theme::font(S::headline).weight(), Theme::font(S::body).weight());
+
+    struct FontGuard {
+        QFont original = QApplication::font();
+        ~FontGuard() { QApplication::setFont(original); }
+    } guard;
+    auto larger = guard.original;
+    larger.setPointSizeF(15);
+    QApplication::setFont(larger);
+    EXPECT_DOUBLE_EQ(Theme::font(S::body).pointSizeF(), 15);
+    EXPECT_DOUBLE_EQ(Theme::font(S::largeTitle).pointSizeF(), 30);
+    EXPECT_DOUBLE_EQ(Theme::monospacedFont(S::callout).pointSizeF(), 15 * 12.0 / 13);
+}
+
+TEST(ThemeFonts, MonospacedStylesAreFixedPitchAtTheSameSize) {
+    for (const auto style : {Theme::TextStyle::body, Theme::TextStyle::callout}) {
+        EXPECT_TRUE(QFontInfo(Theme::monospacedFont(style)).fixedPitch());
+        EXPECT_FALSE(QFontInfo(Theme::font(style)).fixedPitch());
+        EXPECT_EQ(Theme::monospacedFont(style).pointSizeF(), Theme::font(style).pointSizeF());
+    }
+}
+
+// Shaped as a label would shape it: every character must come from a real glyph (glyph 0 is
+// the empty box), and the Han characters from a Simplified Chinese face.
+TEST(ThemeFonts, ChineseTextHasGlyphsInBothDesigns) {
+    const auto text = QStringLiteral("状态总览 运行中 已关闭 转发进程 127.0.0.1:18082");
+    for (const bool monospaced : {false, true}) {
+        SCOPED_TRACE(monospaced);
+        QTextLayout layout(text, Theme::font(Theme::TextStyle::body, monospaced));
+        layout.beginLayout();
+        layout.createLine();
+        layout.endLayout();
+        bool sawChinese = false;
+        for (const auto& run : layout.glyphRuns()) {
+            const auto family = run.rawFont().familyName();
+            for (const auto index : run.glyphIndexes()) {
+                EXPECT_NE(index, 0u) << family.toStdString();
+            }
+            if (family.contains(QStringLiteral("CJK"))) {
+                sawChinese = true;
+                EXPECT_THAT(family.toStdString(), ::testing::EndsWith("SC"));
+            }
+        }
+        EXPECT_TRUE(sawChinese);
+    }
+}
+
+} // namespace
+} // namespace velquor
