@@ -1,0 +1,412 @@
+#include "bench/BenchRun.h"
+
+#include "bench/BannerServer.h"
+#include "bench/ChildProcess.h"
+#include "bench/CostMeter.h"
+#include "bench/ForwarderSweep.h"
+#include "bench/Interruption.h"
+#include "bench/IscsiPerf.h"
+#include "bench/Loopback.h"
+#include "bench/MachineDescription.h"
+#include "bench/ProcessUsage.h"
+#include "bench/QarvexdProcess.h"
+#include "bench/SystemTool.h"
+#include "core/forwarding/LsofListenerProbe.h"
+#include "core/forwarding/NetworkPortChecker.h"
+#include "core/forwarding/SocatCommand.h"
+#include "core/process/ProcessRunner.h"
+#include "core/service/DefaultController.h"
+
+#include <array>
+#include <fstream>
+#include <iostream>
+#include <sstream>
+#include <stdexcept>
+#include <unistd.h>
+
+namespace velquor::bench {
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+double millisecondsBetween(Clock::time_point from, Clock::time_point to) {
+    return std::chrono::duration<double, std::milli>(to - from).count();
+}
+
+std::size_t occurrences(const fs::path& file, const std::string& needle) {
+    std::ifstream in(file, std::ios::binary);
+    std::ostringstream content;
+    content << in.rdbuf();
+    const auto text = content.str();
+    std::size_t count = 0;
+    for (auto at = text.find(needle); at != std::string::npos; at = text.find(needle, at + 1)) {
+        ++count;
+    }
+    return count;
+}
+
+void progress(const std::string& text) {
+    std::cerr << "velquor_bench: " << text << std::endl;
+}
+
+// Wide requests keep iscsi-perf's own per-request cost from hiding the forwarder's.
+constexpr int perfBlocksPerRequest = 128; // 64 KiB of 512-byte blocks
+constexpr int perfMaxRequests = 16;
+// The reference forwarder is Qarvex's command with a larger relay buffer (socat's default is
+// 8 KiB), to show how much of the gap the buffer size explains.
+constexpr const char* referenceSocatBuffer = "262144";
+
+constexpr double healthCheckRatioTarget = 2.0;
+constexpr double startTargetMilliseconds = 100;
+constexpr double moveTargetMilliseconds = 300;
+constexpr double throughputRatioExpected = 0.75;
+constexpr double residentTargetMegabytes = 10;
+constexpr double idleCpuTargetSeconds = 0.05;
+
+} // namespace
+
+BenchRun::BenchRun(const BenchOptions& options) : m_options(options) {
+    if (::geteuid() != 0) {
+        throw std::runtime_error("tgtd needs root to run an iSCSI target; run as root");
+    }
+    for (const char* tool : {"tgtd", "tgtadm", "iscsi-perf", "socat", "lsof", "env"}) {
+        SystemTool::find(tool);
+    }
+    m_machine = MachineDescription::markdown(m_folder.path());
+    progress("starting tgtd, the discovery endpoint and the controller in " +
+             m_folder.path().string());
+    m_target = std::make_unique<TgtdTarget>(m_folder.path(), "iqn.2024-01.dev.velquor:bench", 64);
+    m_discovery = std::make_unique<RedirectServer>(m_target->port());
+    fs::create_directories(m_folder / "controller");
+    m_controller = std::make_unique<BenchController>(m_folder / "controller", Loopback::freePort(),
+                                                     m_discovery->url());
+}
+
+template <typename Measurement>
+void BenchRun::attempt(const std::string& item, const std::string& figure,
+                       Measurement&& measurement) {
+    if (m_options.only.find(item[1]) == std::string::npos) {
+        return;
+    }
+    Interruption::check();
+    progress(item + " " + figure);
+    try {
+        measurement();
+    } catch (const Interruption::Interrupted&) {
+        throw;
+    } catch (const std::exception& error) {
+        progress(item + " failed: " + error.what());
+        m_table.addFailure(item, figure, error.what());
+    }
+}
+
+void BenchRun::execute() {
+    attempt("(a)", "healthCheck() against one bare lsof run", [&] { measureHealthCheck(); });
+    attempt("(b)", "start() until the port accepts", [&] { measureStart(); });
+    attempt("(c)", "target move", [&] { measureTargetMove(); });
+    attempt("(d)", "iSCSI read throughput", [&] { measureThroughput(); });
+    attempt("(e)", "qarvexd idle", [&] { measureIdleDaemon(); });
+}
+
+void BenchRun::print(std::ostream& out) const {
+    out << "## Qarvex benchmarks\n\n"
+        << m_machine << "- Runs: " << m_options.runs << " per timed figure; iscsi-perf "
+        << m_options.perfRounds << " rounds of " << m_options.perfSeconds
+        << " s per path, paths interleaved; qarvexd watched " << m_options.idleSeconds
+        << " s with checkIntervalSeconds " << m_options.checkIntervalSeconds
+        << "\n- Load average when it ended: " << MachineDescription::loadAverage() << "\n\n";
+    m_table.print(out);
+}
+
+void BenchRun::measureHealthCheck() {
+    m_controller->start();
+    m_controller->waitUntilAccepting(5s);
+    auto& controller = m_controller->controller();
+    const auto port = std::to_string(m_controller->listenPort());
+    const ProcessRunner bareLsof(LsofListenerProbe::defaultLsofPath(),
+                                 {"-nP", "-iTCP:" + port, "-sTCP:LISTEN"}, 10s);
+    int checksPassed = 0;
+    int lsofFound = 0;
+    const auto check = [&] {
+        const auto snapshot = controller.healthCheck();
+        checksPassed += snapshot.status == ServiceStatus::running && !snapshot.lastError;
+    };
+    const auto list = [&] { lsofFound += bareLsof.run().exitCode == 0; };
+    for (int i = 0; i < 2; ++i) {
+        check();
+        list();
+    }
+    checksPassed = 0;
+    lsofFound = 0;
+
+    Samples checkWall, checkCpu, lsofWall, lsofCpu, wallRatio, cpuRatio;
+    for (int run = 0; run < m_options.runs; ++run) {
+        Interruption::check();
+        CostMeter::Cost checkCost, lsofCost;
+        // Alternating the order keeps either from always running on the other's warm caches.
+        if (run % 2 == 0) {
+            checkCost = CostMeter::measure(check);
+            lsofCost = CostMeter::measure(list);
+        } else {
+            lsofCost = CostMeter::measure(list);
+            checkCost = CostMeter::measure(check);
+        }
+        checkWall.add(checkCost.wallMilliseconds);
+        checkCpu.add(checkCost.cpuMilliseconds);
+        lsofWall.add(lsofCost.wallMilliseconds);
+        lsofCpu.add(lsofCost.cpuMilliseconds);
+        wallRatio.add(checkCost.wallMilliseconds / lsofCost.wallMilliseconds);
+        cpuRatio.add(checkCost.cpuMilliseconds / std::max(lsofCost.cpuMilliseconds, 1e-3));
+    }
+    const auto ratioRow = [&](const std::string& figure, const Samples& check, const Samples& lsof,
+                              const Samples& pairs) {
+        const auto ratio = check.median() / lsof.median();
+        m_table.addValue("(a)", figure, BenchTable::number(ratio, 2),
+                         "per pair " + BenchTable::number(pairs.minimum(), 2) + " .. " +
+                             BenchTable::number(pairs.maximum(), 2),
+                         "<= " + BenchTable::number(healthCheckRatioTarget, 1),
+                         ratio <= healthCheckRatioTarget);
+    };
+    m_table.addMedian("(a)", "healthCheck(), forwarder running: wall", checkWall, "ms", 2);
+    m_table.addMedian("(a)", "lsof -nP -iTCP:<port> -sTCP:LISTEN: wall", lsofWall, "ms", 2);
+    ratioRow("healthCheck / lsof: wall (ratio of medians)", checkWall, lsofWall, wallRatio);
+    m_table.addMedian("(a)", "healthCheck(): CPU (bench process + children reaped)", checkCpu, "ms",
+                      2);
+    m_table.addMedian("(a)", "lsof: CPU (bench process + lsof)", lsofCpu, "ms", 2);
+    ratioRow("healthCheck / lsof: CPU (ratio of medians)", checkCpu, lsofCpu, cpuRatio);
+    m_table.addNote("(a) " + std::to_string(checksPassed) + " of " +
+                    std::to_string(m_options.runs) + " health checks passed; lsof found the " +
+                    "socat listener in " + std::to_string(lsofFound) + " of " +
+                    std::to_string(m_options.runs) + " runs. A health check with the tracked " +
+                    "socat alive runs no lsof: it asks discovery over HTTP, rewrites and fsyncs " +
+                    "config.json, and appends to the log.");
+}
+
+void BenchRun::measureStart() {
+    m_controller->stopAndSettle();
+    Samples untilAccepting, untilReturned;
+    for (int run = 0; run < m_options.runs; ++run) {
+        Interruption::check();
+        const auto started = Clock::now();
+        m_controller->start();
+        const auto returned = Clock::now();
+        m_controller->waitUntilAccepting(5s);
+        const auto accepting = Clock::now();
+        untilAccepting.add(millisecondsBetween(started, accepting));
+        untilReturned.add(millisecondsBetween(started, returned));
+        m_controller->stopAndSettle();
+    }
+    m_table.addMedian("(b)", "start() until the port accepts connections", untilAccepting, "ms", 1,
+                      "< " + BenchTable::number(startTargetMilliseconds, 0) + " ms",
+                      untilAccepting.median() < startTargetMilliseconds);
+    m_table.addMedian("(b)", "of which start() itself, until it returned", untilReturned, "ms", 1);
+    m_table.addNote("(b) stopped between runs, and waited for until the port was free and the "
+                    "socat gone, untimed.");
+}
+
+void BenchRun::waitForBanner(const std::string& banner, std::chrono::milliseconds deadline) const {
+    const auto until = Clock::now() + deadline;
+    for (;;) {
+        if (Loopback::firstLine(m_controller->listenPort(), 1s) == banner) {
+            return;
+        }
+        if (Clock::now() > until) {
+            throw std::runtime_error("no connection through the listen port reached " + banner);
+        }
+        Interruption::sleepFor(std::chrono::microseconds(250));
+    }
+}
+
+void BenchRun::measureTargetMove() {
+    const BannerServer first("velquor-bench target A");
+    const BannerServer second("velquor-bench target B");
+    auto& controller = m_controller->controller();
+    if (!controller.refreshRuntimeStatus().socatRuntimeStatus.isRunning()) {
+        m_controller->start();
+    }
+    m_discovery->pointAt(first.port());
+    controller.healthCheck();
+    waitForBanner(first.banner(), 5s);
+
+    Samples untilReached, untilReturned;
+    const BannerServer* current = &first;
+    for (int run = 0; run < m_options.runs; ++run) {
+        const BannerServer* next = current == &first ? &second : &first;
+        m_discovery->pointAt(next->port());
+        // Lets the forwarder the last move left behind settle, untimed.
+        Interruption::sleepFor(100ms);
+        const auto started = Clock::now();
+        controller.healthCheck();
+        const auto returned = Clock::now();
+        waitForBanner(next->banner(), 5s);
+        const auto reached = Clock::now();
+        untilReached.add(millisecondsBetween(started, reached));
+        untilReturned.add(millisecondsBetween(started, returned));
+        current = next;
+    }
+    m_table.addMedian("(c)",
+                      "target move: healthCheck() start until a new connection reaches "
+                      "the new target",
+                      untilReached, "ms", 1,
+                      "< " + BenchTable::number(moveTargetMilliseconds, 0) + " ms",
+                      untilReached.median() < moveTargetMilliseconds);
+    m_table.addMedian("(c)", "of which healthCheck() itself, until it returned", untilReturned,
+                      "ms", 1);
+    m_table.addNote("(c) two loopback TCP servers told apart by the line they send; each run "
+                    "moves the target from one to the other.");
+}
+
+void BenchRun::measureThroughput() {
+    auto& controller = m_controller->controller();
+    m_discovery->pointAt(m_target->port());
+    if (!controller.healthCheck().socatRuntimeStatus.isRunning()) {
+        m_controller->start();
+    }
+    m_controller->waitUntilAccepting(5s);
+
+    const auto referencePort = Loopback::freePort();
+    const SocatCommand command(DefaultController::resolveSocatURL(), "127.0.0.1", referencePort,
+                               TargetEndpoint("127.0.0.1", m_target->port()));
+    std::vector<std::string> arguments = {"-b", referenceSocatBuffer};
+    arguments.insert(arguments.end(), command.arguments.begin(), command.arguments.end());
+    ChildProcess reference(command.executableURL, arguments, m_folder / "reference-socat.out");
+
+    struct Path {
+        std::string name;
+        std::int64_t port;
+        Samples megabytes;
+        Samples iops;
+    };
+    std::array<Path, 3> paths{{{"direct", m_target->port(), {}, {}},
+                               {"forwarded", m_controller->listenPort(), {}, {}},
+                               {"reference", referencePort, {}, {}}}};
+    Samples forwardedRatio, referenceRatio;
+    const IscsiPerf perf(m_folder.path(), perfBlocksPerRequest, perfMaxRequests);
+    try {
+        const auto until = Clock::now() + 5s;
+        NetworkPortChecker checker;
+        while (!checker.isListening("127.0.0.1", referencePort)) {
+            if (reference.hasExited() || Clock::now() > until) {
+                throw std::runtime_error("the reference socat did not listen");
+            }
+            Interruption::sleepFor(1ms);
+        }
+        for (int round = 0; round < m_options.perfRounds; ++round) {
+            std::array<double, 3> megabytes{};
+            for (std::size_t k = 0; k < paths.size(); ++k) {
+                // Rotating the order spreads whatever drifts during a round over all paths.
+                const auto index = (static_cast<std::size_t>(round) + k) % paths.size();
+                auto& path = paths[index];
+                const auto rate = perf.measure(m_target->lunUrl(path.port), m_options.perfSeconds);
+                path.megabytes.add(rate.megabytesPerSecond);
+                path.iops.add(rate.iops);
+                megabytes[index] = rate.megabytesPerSecond;
+            }
+            forwardedRatio.add(megabytes[1] / megabytes[0]);
+            referenceRatio.add(megabytes[2] / megabytes[0]);
+        }
+    } catch (...) {
+        reference.kill();
+        ForwarderSweep::killSocatsOn(referencePort);
+        throw;
+    }
+    reference.kill();
+    ForwarderSweep::killSocatsOn(referencePort);
+
+    const auto& [direct, forwarded, referenced] = paths;
+    const auto flags =
+        "-b " + std::to_string(perfBlocksPerRequest) + " -m " + std::to_string(perfMaxRequests);
+    m_table.addMedian("(d)", "iscsi-perf " + flags + " read through the forwarder",
+                      forwarded.megabytes, "MB/s", 0);
+    m_table.addMedian("(d)", "iscsi-perf " + flags + " read directly from tgtd", direct.megabytes,
+                      "MB/s", 0);
+    const auto ratio = forwarded.megabytes.median() / direct.megabytes.median();
+    m_table.addValue("(d)", "forwarded / direct (ratio of medians)", BenchTable::number(ratio, 2),
+                     "per round " + BenchTable::number(forwardedRatio.minimum(), 2) + " .. " +
+                         BenchTable::number(forwardedRatio.maximum(), 2),
+                     ">= " + BenchTable::number(throughputRatioExpected, 2) + " (expected about " +
+                         BenchTable::number(throughputRatioExpected, 2) + ")",
+                     ratio >= throughputRatioExpected);
+    m_table.addMedian("(d)",
+                      std::string("reference, not Qarvex's command: the same socat with -b ") +
+                          referenceSocatBuffer,
+                      referenced.megabytes, "MB/s", 0);
+    m_table.addValue(
+        "(d)", "reference / direct (ratio of medians)",
+        BenchTable::number(referenced.megabytes.median() / direct.megabytes.median(), 2),
+        "per round " + BenchTable::number(referenceRatio.minimum(), 2) + " .. " +
+            BenchTable::number(referenceRatio.maximum(), 2));
+    m_table.addNote("(d) median IOPS of " + std::to_string(perfBlocksPerRequest * 512 / 1024) +
+                    " KiB reads: forwarded " + BenchTable::number(forwarded.iops.median(), 0) +
+                    ", direct " + BenchTable::number(direct.iops.median(), 0) + ", reference " +
+                    BenchTable::number(referenced.iops.median(), 0) +
+                    ". Each run's figure is the mean of iscsi-perf's per-second lines from the "
+                    "second one on (MB as iscsi-perf prints it: MiB); 64 MiB sparse LUN, read "
+                    "sequentially from memory.");
+}
+
+void BenchRun::measureIdleDaemon() {
+    m_controller->stopAndSettle();
+    m_discovery->pointAt(m_target->port());
+    const auto home = m_folder / "home";
+    fs::create_directories(home);
+    const QarvexdProcess daemon(home, Loopback::freePort(), m_discovery->url(),
+                                m_options.checkIntervalSeconds);
+    daemon.waitUntilForwarding(15s);
+    // Start-up is not idleness: the window opens once loading and the first start are over.
+    Interruption::sleepFor(1s);
+    const auto checksBefore = occurrences(daemon.logFile(), "Health check");
+    const auto memoryBefore = ProcessUsage::memory(daemon.pid());
+    const auto cpuBefore = ProcessUsage::cpu(daemon.pid());
+    Interruption::sleepFor(std::chrono::seconds(m_options.idleSeconds));
+    const auto cpuAfter = ProcessUsage::cpu(daemon.pid());
+    const auto memory = ProcessUsage::memory(daemon.pid());
+    const auto mappings = ProcessUsage::residentByMapping(daemon.pid());
+    const auto checks = occurrences(daemon.logFile(), "Health check") - checksBefore;
+
+    const auto megabytes = [](std::int64_t kib) {
+        return BenchTable::number(static_cast<double>(kib) * 1024 / 1e6, 2) + " MB";
+    };
+    const auto idle = std::to_string(m_options.idleSeconds) + " s idle";
+    const auto setting = " (forwarding, checkIntervalSeconds " +
+                         std::to_string(m_options.checkIntervalSeconds) + ")";
+    const auto resident = static_cast<double>(memory.residentKib) * 1024 / 1e6;
+    m_table.addValue("(e)", "qarvexd VmRSS after " + idle + setting, megabytes(memory.residentKib),
+                     "RssAnon " + megabytes(memory.anonymousKib) + ", RssFile " +
+                         megabytes(memory.fileKib) + ", Pss " + megabytes(memory.proportionalKib) +
+                         ", VmHWM " + megabytes(memory.peakKib) + "; VmRSS " +
+                         megabytes(memoryBefore.residentKib) + " when the window opened",
+                     "< " + BenchTable::number(residentTargetMegabytes, 0) + " MB",
+                     resident < residentTargetMegabytes);
+    const auto cpu = cpuAfter.ownSeconds - cpuBefore.ownSeconds;
+    m_table.addValue(
+        "(e)", "qarvexd CPU (utime + stime) over " + idle + setting,
+        BenchTable::number(cpu, 2) + " s",
+        "scheduler's count " +
+            BenchTable::number(cpuAfter.scheduledSeconds - cpuBefore.scheduledSeconds, 4) + " s; " +
+            std::to_string(checks) + " health checks; reaped children " +
+            BenchTable::number(cpuAfter.waitedChildrenSeconds - cpuBefore.waitedChildrenSeconds,
+                               2) +
+            " s",
+        "< " + BenchTable::number(idleCpuTargetSeconds, 2) + " s", cpu < idleCpuTargetSeconds);
+
+    std::size_t libraries = 0;
+    std::string largest;
+    for (const auto& [name, kib] : mappings) {
+        libraries += name.find(".so") != std::string::npos;
+        if (largest.size() < 400 && kib >= 100) {
+            largest += (largest.empty() ? "" : ", ") + fs::path(name).filename().string() + " " +
+                       megabytes(kib);
+        }
+    }
+    m_table.addNote("(e) resident by mapping: " + largest + "; " + std::to_string(libraries) +
+                    " shared libraries mapped.");
+    m_table.addNote("(e) /proc/<pid>/stat counts in clock ticks of " +
+                    BenchTable::number(1.0 / static_cast<double>(::sysconf(_SC_CLK_TCK)), 2) +
+                    " s; MB are 10^6 bytes. The targets are for 60 idle seconds.");
+}
+
+} // namespace velquor::bench

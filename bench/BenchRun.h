@@ -1,0 +1,49 @@
+#pragma once
+
+#include "bench/BenchController.h"
+#include "bench/BenchOptions.h"
+#include "bench/BenchTable.h"
+#include "bench/RedirectServer.h"
+#include "bench/TemporaryFolder.h"
+#include "bench/TgtdTarget.h"
+
+#include <chrono>
+#include <memory>
+#include <ostream>
+#include <string>
+
+namespace velquor::bench {
+
+// One full bench run on loopback: a tgtd target, a discovery endpoint redirecting to it and
+// the real controller forwarding to it, measured one figure after another. A measurement that fails
+// is reported in the table and the others still run; everything started is stopped when the run
+// goes.
+class BenchRun {
+public:
+    // Throws std::runtime_error when the run cannot be set up (not root, a tool missing).
+    explicit BenchRun(const BenchOptions& options);
+
+    void execute();
+    void print(std::ostream& out) const;
+
+private:
+    void measureHealthCheck();
+    void measureStart();
+    void measureTargetMove();
+    void measureThroughput();
+    void measureIdleDaemon();
+    template <typename Measurement>
+    void attempt(const std::string& item, const std::string& figure, Measurement&& measurement);
+    void waitForBanner(const std::string& banner, std::chrono::milliseconds deadline) const;
+
+    BenchOptions m_options;
+    // Declared first so that it goes last, after everything that keeps files in it.
+    TemporaryFolder m_folder;
+    std::string m_machine;
+    std::unique_ptr<TgtdTarget> m_target;
+    std::unique_ptr<RedirectServer> m_discovery;
+    std::unique_ptr<BenchController> m_controller;
+    BenchTable m_table;
+};
+
+} // namespace velquor::bench

@@ -1,0 +1,57 @@
+#include "bench/ServerProcess.h"
+
+#include "bench/Loopback.h"
+
+#include <cerrno>
+#include <csignal>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace velquor::bench {
+
+namespace {
+
+[[noreturn]] void serveForever(int listener, ServerProcess::Handler handler, const void* context,
+                               pid_t parent) {
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (::getppid() != parent) {
+        ::_exit(0);
+    }
+    // The bench owns the ending: Ctrl-C reaches the whole process group, and the bench still
+    // needs its servers while it unwinds.
+    struct sigaction ignore {};
+    ignore.sa_handler = SIG_IGN;
+    ::sigaction(SIGINT, &ignore, nullptr);
+    ::sigaction(SIGPIPE, &ignore, nullptr);
+    for (;;) {
+        const int connection = ::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
+        if (connection < 0) {
+            if (errno == EBADF || errno == EINVAL || errno == ENOTSOCK) {
+                ::_exit(1);
+            }
+            continue;
+        }
+        handler(connection, context);
+        ::close(connection);
+    }
+}
+
+} // namespace
+
+ServerProcess::ServerProcess(Handler handler, const void* context) {
+    auto listener = Loopback::listen();
+    m_port = Loopback::portOf(listener.get());
+    const pid_t parent = ::getpid();
+    const pid_t pid = ::fork();
+    if (pid < 0) {
+        throw std::system_error(errno, std::generic_category(), "forking a loopback server");
+    }
+    if (pid == 0) {
+        serveForever(listener.get(), handler, context, parent);
+    }
+    m_process = std::make_unique<ChildProcess>(pid);
+}
+
+} // namespace velquor::bench

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "bench/ChildProcess.h"
+
+#include <cstdint>
+#include <memory>
+
+namespace velquor::bench {
+
+// A loopback server in a forked process of its own: its work never counts as the bench's
+// processor time, and it dies with the bench. It answers one connection at a time, which is all
+// the bench ever opens at once. The bench may already have threads when it forks, so the child
+// makes nothing but system calls: no allocation, no locks.
+class ServerProcess {
+public:
+    // Called in the child for each accepted connection, which is closed afterwards. The context
+    // is the child's copy of what it pointed to at the fork, or shared memory.
+    using Handler = void (*)(int connection, const void* context);
+
+    ServerProcess(Handler handler, const void* context);
+
+    std::int64_t port() const noexcept { return m_port; }
+
+private:
+    std::int64_t m_port = 0;
+    std::unique_ptr<ChildProcess> m_process;
+};
+
+} // namespace velquor::bench
