@@ -2,7 +2,7 @@
 PRESET ?= dev
 BUILD_DIR := build/$(PRESET)
 
-.PHONY: all deps configure build test run clean format
+.PHONY: all deps configure build test run bench package clean format
 
 all: build
 
@@ -18,10 +18,23 @@ build: configure
 test: build
 	@ctest --preset $(PRESET) --output-on-failure
 
-# Until the desktop application exists, the product is the headless service in the foreground
-# (Ctrl-C stops forwarding and exits).
+# On a desktop, the application with its tray icon and window; without a display (a server, an
+# ssh session), the headless service in the foreground, where Ctrl-C stops forwarding and exits.
 run: build
-	@$(BUILD_DIR)/daemon/qarvexd
+	@if [ -n "$$DISPLAY$$WAYLAND_DISPLAY" ]; then \
+		exec $(BUILD_DIR)/VelquorApp/qarvex; \
+	else \
+		echo "No display: running the headless service qarvexd (Ctrl-C stops it)."; \
+		exec $(BUILD_DIR)/daemon/qarvexd; \
+	fi
+
+# Prints the benchmark table; needs root for tgtd.
+bench: build
+	@$(BUILD_DIR)/bench/velquor_bench
+
+# A Debian package of the programs, the desktop entry, the icon and the user unit.
+package: build
+	@cd $(BUILD_DIR) && cpack
 
 clean:
 	rm -rf build

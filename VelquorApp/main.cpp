@@ -1,4 +1,5 @@
 #include "VelquorApp/VelquorApp/SingleInstance.h"
+#include "VelquorApp/VelquorApp/TerminationSignals.h"
 #include "VelquorApp/VelquorApp/VelquorApp.h"
 #include "core/BuildInfo.h"
 #include "core/service/DefaultController.h"
@@ -50,6 +51,10 @@ int main(int argc, char** argv) {
         velquor::VelquorApp app(velquor::DefaultController::makeDefaultController());
         QObject::connect(&instance, &velquor::SingleInstance::activationRequested, &app,
                          &velquor::VelquorApp::showMainWindow);
+        // Ending the session or `kill` quits as the quit command does: forwarding stops first.
+        velquor::TerminationSignals termination;
+        QObject::connect(&termination, &velquor::TerminationSignals::received, &app,
+                         [&app] { app.viewModel().quitApplication(); });
         app.showMainWindow();
         return QApplication::exec();
     } catch (const std::exception& error) {

@@ -152,11 +152,17 @@ std::string iscsiInquiry(std::int64_t port, const std::string& iqn) {
     return run("iscsi-inq", {"iscsi://127.0.0.1:" + std::to_string(port) + "/" + iqn + "/1"}, 20s);
 }
 
-DaemonProcess::DaemonProcess(const fs::path& home) {
+DaemonProcess::DaemonProcess(const fs::path& home, const fs::path& program) {
     ::setenv("HOME", home.c_str(), 1);
     ::unsetenv("XDG_CONFIG_HOME");
     ::unsetenv("XDG_STATE_HOME");
-    m_pid = spawnWithOutputTo(home / "qarvexd.out", QARVEXD_PATH, {});
+    // The desktop application's one-instance socket lives in TMPDIR: a qarvex the user runs
+    // must not answer for the test's.
+    ::setenv("TMPDIR", home.c_str(), 1);
+    // The desktop application draws its window where no display exists.
+    ::setenv("QT_QPA_PLATFORM", "offscreen", 1);
+    m_pid = spawnWithOutputTo(home / (program.filename().string() + ".out"), program, {});
+    ::unsetenv("TMPDIR");
 }
 
 DaemonProcess::~DaemonProcess() {
@@ -167,7 +173,11 @@ DaemonProcess::~DaemonProcess() {
 
 std::optional<int> DaemonProcess::terminate(std::chrono::seconds deadline) {
     ::kill(m_pid, SIGTERM);
-    auto status = waitForExit(m_pid, deadline);
+    return waitForExit(deadline);
+}
+
+std::optional<int> DaemonProcess::waitForExit(std::chrono::seconds deadline) {
+    auto status = test::waitForExit(m_pid, deadline);
     if (status) {
         m_pid = -1;
     }

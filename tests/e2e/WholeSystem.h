@@ -40,10 +40,12 @@ private:
 // its output when it fails.
 std::string iscsiInquiry(std::int64_t port, const std::string& iqn);
 
-// qarvexd with HOME set to a folder of the test's; killed and reaped if the test leaves it.
+// qarvexd (or another of our programs) with HOME and TMPDIR set to a folder of the test's, its
+// output in program.out there; killed and reaped if the test leaves it.
 class DaemonProcess {
 public:
-    explicit DaemonProcess(const std::filesystem::path& home);
+    explicit DaemonProcess(const std::filesystem::path& home,
+                           const std::filesystem::path& program = QARVEXD_PATH);
     ~DaemonProcess();
     DaemonProcess(const DaemonProcess&) = delete;
     DaemonProcess& operator=(const DaemonProcess&) = delete;
@@ -51,6 +53,8 @@ public:
     std::int32_t pid() const noexcept { return m_pid; }
     // SIGTERM, then waits for the exit; the exit status, or nothing if it did not end in time.
     std::optional<int> terminate(std::chrono::seconds deadline = std::chrono::seconds(15));
+    // Waits for an exit of its own.
+    std::optional<int> waitForExit(std::chrono::seconds deadline);
 
 private:
     std::int32_t m_pid = -1;

@@ -257,6 +257,25 @@ TEST_F(WholeSystemTest, SigtermStopsTheForwarderAndExitsCleanly) {
     EXPECT_TRUE(waitUntil([&] { return socatsOn(m_listenPort).empty(); })) << "a socat remains";
 }
 
+// The desktop application runs the same service: started twice it stays one process, and ending
+// the session (SIGTERM) stops its forwarder like its quit command does.
+TEST_F(WholeSystemTest, TheDesktopApplicationForwardsStaysOneAndStopsForwardingOnSigterm) {
+    IscsiTarget one(m_data, "iqn.2026-11.com.velquor.test:one", 8);
+    pointDiscoveryAt(one);
+    writeConfig(true);
+    DaemonProcess app(m_home.path(), QARVEX_PATH);
+    ASSERT_TRUE(waitForLog("socat started [PID=")) << log();
+    expectIscsiReaches(one);
+
+    DaemonProcess second(m_home.path(), QARVEX_PATH);
+    EXPECT_EQ(second.waitForExit(std::chrono::seconds(15)), 0) << "it handed over and ended";
+    EXPECT_EQ(occurrences(log(), "Configuration loaded"), 1u) << "the second one loaded nothing";
+
+    EXPECT_EQ(app.terminate(), 0);
+    EXPECT_NE(log().find("socat stopped [PID="), std::string::npos) << log();
+    EXPECT_TRUE(waitUntil([&] { return socatsOn(m_listenPort).empty(); })) << "a socat remains";
+}
+
 TEST_F(WholeSystemTest, ADamagedConfigurationIsSetAsideAndTheServiceStarts) {
     const std::string damaged = "{\"listenPort\": 18082, \"autoStart\": tr";
     fs::create_directories(m_configFile.parent_path());
