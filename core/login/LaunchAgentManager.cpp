@@ -1,13 +1,10 @@
 #include "core/login/LaunchAgentManager.h"
 
 #include "core/files/AtomicFile.h"
+#include "core/files/UserFolders.h"
 
 #include <cerrno>
-#include <cstdlib>
-#include <pwd.h>
-#include <stdexcept>
 #include <system_error>
-#include <unistd.h>
 
 #ifdef __APPLE__
 #include <cstdint>
@@ -18,17 +15,6 @@
 namespace velquor {
 
 namespace {
-
-// Same lookup as FileLocations, which keeps its own private.
-std::filesystem::path homeFolder() {
-    if (const char* home = std::getenv("HOME"); home != nullptr && *home == '/') {
-        return home;
-    }
-    if (const passwd* entry = ::getpwuid(::getuid()); entry != nullptr && entry->pw_dir) {
-        return entry->pw_dir;
-    }
-    throw std::runtime_error("cannot find the home folder of this user");
-}
 
 bool isReservedInExec(char c) {
     return std::string_view(" \t\n\"'\\><~|&;$*?#()`").find(c) != std::string_view::npos;
@@ -145,13 +131,9 @@ void LaunchAgentManager::uninstall() {
 
 std::filesystem::path LaunchAgentManager::defaultLaunchAgentsDirectory() {
 #ifdef __APPLE__
-    return homeFolder() / "Library" / "LaunchAgents";
+    return UserFolders::home() / "Library" / "LaunchAgents";
 #else
-    // The XDG variable counts only when it holds an absolute path.
-    if (const char* value = std::getenv("XDG_CONFIG_HOME"); value != nullptr && *value == '/') {
-        return std::filesystem::path(value) / "autostart";
-    }
-    return homeFolder() / ".config" / "autostart";
+    return UserFolders::xdg("XDG_CONFIG_HOME", ".config") / "autostart";
 #endif
 }
 
