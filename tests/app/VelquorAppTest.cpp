@@ -5,6 +5,7 @@
 #include "VelquorApp/MainWindowView/StatusPage.h"
 #include "VelquorApp/MainWindowView/Theme.h"
 #include "VelquorApp/MenuBarView/MenuBarView.h"
+#include "VelquorApp/Symbols/SymbolIcon.h"
 #include "VelquorApp/VelquorApp/SingleInstance.h"
 #include "tests/app/AppHarness.h"
 #include "tests/app/Screenshots.h"
@@ -31,13 +32,22 @@ struct StatusTexts {
     ServiceStatus status;
     const char* menuWord;    // tray tooltip and menu status line
     const char* sidebarWord; // sidebar summary
+    const char* traySymbol;
 };
 
 const StatusTexts statusTexts[] = {
-    {ServiceStatus::stopped, "已停止", "关闭"},   {ServiceStatus::starting, "启动中", "启动中"},
-    {ServiceStatus::running, "运行中", "运行中"}, {ServiceStatus::stopping, "停止中", "关闭中"},
-    {ServiceStatus::failed, "异常", "异常"},      {ServiceStatus::checking, "检查中", "检查中"},
+    {ServiceStatus::stopped, "已停止", "关闭", "circle"},
+    {ServiceStatus::starting, "启动中", "启动中", "arrow.triangle.2.circlepath.circle.fill"},
+    {ServiceStatus::running, "运行中", "运行中", "arrow.left.arrow.right.circle.fill"},
+    {ServiceStatus::stopping, "停止中", "关闭中", "circle"},
+    {ServiceStatus::failed, "异常", "异常", "exclamationmark.triangle.fill"},
+    {ServiceStatus::checking, "检查中", "检查中", "arrow.triangle.2.circlepath.circle.fill"},
 };
+
+// What an icon looks like at a tray's size.
+QImage drawn(const QIcon& icon) {
+    return icon.pixmap(QSize(22, 22), 1.0).toImage().convertToFormat(QImage::Format_ARGB32);
+}
 
 QStringList menuTexts(const QMenu& menu) {
     QStringList texts;
@@ -95,7 +105,10 @@ TEST_P(VelquorAppInEachState, TrayMenuAndSidebarShowTheStatusInTheirOwnWords) {
 
     const QString menuWord = QString::fromUtf8(expected.menuWord);
     EXPECT_EQ(m_app->trayIcon().toolTip(), QStringLiteral("Qarvex · ") + menuWord);
-    EXPECT_FALSE(m_app->trayIcon().icon().isNull());
+    const QColor color = Theme::statusColor(expected.status);
+    EXPECT_EQ(drawn(m_app->trayIcon().icon()),
+              drawn(SymbolIcon::icon(QString::fromLatin1(expected.traySymbol), color)))
+        << "the tray shows the status's symbol in its colour";
     const auto texts = menuTexts(m_app->menu());
     ASSERT_EQ(texts.size(), 13);
     EXPECT_EQ(texts.mid(0, 3),
@@ -108,7 +121,6 @@ TEST_P(VelquorAppInEachState, TrayMenuAndSidebarShowTheStatusInTheirOwnWords) {
     }
 
     EXPECT_EQ(sidebar().statusWordLabel().text(), QString::fromUtf8(expected.sidebarWord));
-    const QColor color = Theme::statusColor(expected.status);
     EXPECT_EQ(sidebar().statusWordLabel().palette().color(QPalette::WindowText), color);
     const QImage dot = sidebar().statusDotLabel().pixmap().toImage();
     EXPECT_EQ(dot.pixelColor(dot.width() / 2, dot.height() / 2).rgb(), color.rgb());
