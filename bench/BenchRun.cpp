@@ -3,6 +3,7 @@
 #include "bench/BannerServer.h"
 #include "bench/ChildProcess.h"
 #include "bench/CostMeter.h"
+#include "bench/FileText.h"
 #include "bench/ForwarderSweep.h"
 #include "bench/Interruption.h"
 #include "bench/IscsiPerf.h"
@@ -37,10 +38,7 @@ double millisecondsBetween(Clock::time_point from, Clock::time_point to) {
 }
 
 std::size_t occurrences(const fs::path& file, const std::string& needle) {
-    std::ifstream in(file, std::ios::binary);
-    std::ostringstream content;
-    content << in.rdbuf();
-    const auto text = content.str();
+    const auto text = contentOf(file);
     std::size_t count = 0;
     for (auto at = text.find(needle); at != std::string::npos; at = text.find(needle, at + 1)) {
         ++count;

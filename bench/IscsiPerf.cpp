@@ -1,6 +1,7 @@
 #include "bench/IscsiPerf.h"
 
 #include "bench/ChildProcess.h"
+#include "bench/FileText.h"
 #include "bench/Interruption.h"
 #include "bench/SystemTool.h"
 
@@ -15,13 +16,6 @@ namespace velquor::bench {
 namespace {
 
 using namespace std::chrono_literals;
-
-std::string contentOf(const std::filesystem::path& file) {
-    std::ifstream in(file, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
 
 } // namespace
 

@@ -1,5 +1,7 @@
 #include "bench/ProcessUsage.h"
 
+#include "bench/FileText.h"
+
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
@@ -11,16 +13,6 @@
 namespace velquor::bench {
 
 namespace {
-
-std::string contentOf(const std::string& file) {
-    std::ifstream in(file);
-    if (!in) {
-        throw std::runtime_error("cannot read " + file);
-    }
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
 
 // "Name:   1234 kB" in /proc status-like files.
 std::int64_t kibField(const std::string& text, const std::string& name) {
@@ -45,14 +37,14 @@ bool isMappingHeader(const std::string& line) {
 } // namespace
 
 ProcessUsage::Memory ProcessUsage::memory(std::int32_t pid) {
-    const auto status = contentOf(processFolder(pid) + "/status");
-    const auto rollup = contentOf(processFolder(pid) + "/smaps_rollup");
+    const auto status = requiredContentOf(processFolder(pid) + "/status");
+    const auto rollup = requiredContentOf(processFolder(pid) + "/smaps_rollup");
     return {kibField(status, "VmRSS"), kibField(status, "RssAnon"), kibField(status, "RssFile"),
             kibField(rollup, "Pss"), kibField(status, "VmHWM")};
 }
 
 ProcessUsage::Cpu ProcessUsage::cpu(std::int32_t pid) {
-    const auto stat = contentOf(processFolder(pid) + "/stat");
+    const auto stat = requiredContentOf(processFolder(pid) + "/stat");
     // The command name may hold blanks and parentheses; the fields start after the last ')'.
     std::istringstream fields(stat.substr(stat.rfind(')') + 2));
     std::vector<std::string> values;
@@ -80,7 +72,7 @@ ProcessUsage::Cpu ProcessUsage::cpu(std::int32_t pid) {
 
 std::vector<std::pair<std::string, std::int64_t>>
 ProcessUsage::residentByMapping(std::int32_t pid) {
-    std::istringstream smaps(contentOf(processFolder(pid) + "/smaps"));
+    std::istringstream smaps(requiredContentOf(processFolder(pid) + "/smaps"));
     std::map<std::string, std::int64_t> sizes;
     std::string name;
     for (std::string line; std::getline(smaps, line);) {

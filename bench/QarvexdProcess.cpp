@@ -1,6 +1,7 @@
 #include "bench/QarvexdProcess.h"
 
 #include "bench/ConfigFile.h"
+#include "bench/FileText.h"
 #include "bench/ForwarderSweep.h"
 #include "bench/Interruption.h"
 #include "bench/SystemTool.h"
@@ -17,13 +18,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
-
-std::string contentOf(const fs::path& file) {
-    std::ifstream in(file, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
 
 } // namespace
 

@@ -1,5 +1,6 @@
 #include "bench/TgtdTarget.h"
 
+#include "bench/FileText.h"
 #include "bench/Interruption.h"
 #include "bench/Loopback.h"
 #include "bench/SystemTool.h"
@@ -29,13 +30,6 @@ std::int64_t unusedControlPort() {
             return port;
         }
     }
-}
-
-std::string contentOf(const fs::path& file) {
-    std::ifstream in(file, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
 }
 
 } // namespace

@@ -1,5 +1,7 @@
 #include "tests/app/AppHarness.h"
 
+#include "tests/support/Files.h"
+
 #include <QSignalSpy>
 #include <nlohmann/json.hpp>
 
@@ -37,10 +39,7 @@ AppEnvironment AppHarness::environment() const {
 }
 
 std::string AppHarness::logText() const {
-    std::ifstream in(logFile);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
+    return readFile(logFile);
 }
 
 void AppHarness::writeConfig(const std::function<void(ForwarderConfig&)>& edit) {

@@ -121,7 +121,7 @@ IscsiTarget::IscsiTarget(const TemporaryDirectory& folder, std::string iqn,
     try {
         NetworkPortChecker checker;
         if (!waitUntil([&] { return checker.isListening("127.0.0.1", m_port); })) {
-            throw std::runtime_error("tgtd did not listen: " + readTextFile(log));
+            throw std::runtime_error("tgtd did not listen: " + readFile(log));
         }
         administer({"--op", "new", "--mode", "target", "--tid", "1", "-T", m_iqn});
         administer({"--op", "new", "--mode", "logicalunit", "--tid", "1", "--lun", "1", "-b",
@@ -182,13 +182,6 @@ std::optional<int> DaemonProcess::waitForExit(std::chrono::seconds deadline) {
         m_pid = -1;
     }
     return status;
-}
-
-std::string readTextFile(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream content;
-    content << in.rdbuf();
-    return content.str();
 }
 
 } // namespace velquor::test

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "tests/support/Files.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <chrono>
@@ -59,7 +60,5 @@ public:
 private:
     std::int32_t m_pid = -1;
 };
-
-std::string readTextFile(const std::filesystem::path& path);
 
 } // namespace velquor::test

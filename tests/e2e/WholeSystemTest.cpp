@@ -117,7 +117,7 @@ protected:
 
     void startDaemon() { m_daemon = std::make_unique<DaemonProcess>(m_home.path()); }
 
-    std::string log() const { return readTextFile(m_logFile); }
+    std::string log() const { return readFile(m_logFile); }
 
     // Waits until the log holds the text at least `count` times.
     bool waitForLog(const std::string& text, std::size_t count = 1,
@@ -289,8 +289,8 @@ TEST_F(WholeSystemTest, ADamagedConfigurationIsSetAsideAndTheServiceStarts) {
         }
     }
     ASSERT_EQ(aside.size(), 1u);
-    EXPECT_EQ(readTextFile(aside[0]), damaged);
-    EXPECT_EQ(ForwarderConfig::fromJson(nlohmann::json::parse(readTextFile(m_configFile))),
+    EXPECT_EQ(readFile(aside[0]), damaged);
+    EXPECT_EQ(ForwarderConfig::fromJson(nlohmann::json::parse(readFile(m_configFile))),
               ForwarderConfig::defaults());
     EXPECT_EQ(log().find("ERROR"), std::string::npos) << log();
     // Ended without SIGTERM: its stop would act on the default port, which belongs to the user.

@@ -1,5 +1,6 @@
 #include "core/config/ConfigStore.h"
 
+#include "tests/support/Files.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gmock/gmock.h>
@@ -14,19 +15,11 @@
 namespace velquor {
 namespace {
 
+using test::readFile;
+using test::writeFile;
+
 namespace fs = std::filesystem;
 using ::testing::ElementsAre;
-
-std::string readFile(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream content;
-    content << in.rdbuf();
-    return content.str();
-}
-
-void writeFile(const fs::path& path, const std::string& bytes) {
-    std::ofstream(path, std::ios::binary) << bytes;
-}
 
 std::vector<fs::path> asideFiles(const fs::path& folder) {
     std::vector<fs::path> result;

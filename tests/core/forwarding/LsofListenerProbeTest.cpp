@@ -1,5 +1,6 @@
 #include "core/forwarding/LsofListenerProbe.h"
 
+#include "tests/support/Files.h"
 #include "tests/support/LoopbackListener.h"
 #include "tests/support/ProcessInspection.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -23,6 +24,8 @@ namespace velquor {
 }
 
 namespace {
+
+using test::readFile;
 
 namespace fs = std::filesystem;
 using ::testing::ElementsAre;
@@ -79,11 +82,6 @@ TEST(LsofListenerProbe, ParseTakesTheFirstListenerAndParseProcessesKeepsAllInOrd
     EXPECT_THAT(LsofListenerProbe::parseProcesses(output, "127.0.0.1", 18082),
                 ElementsAre(ListenerProcess{"nc", 12}, ListenerProcess{"socat", 34},
                             ListenerProcess{"socat", 34}, ListenerProcess{"python3", 56}));
-}
-
-std::string readFile(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
 // Stands in for lsof with a script: it records its arguments, prints the prepared output and
