@@ -47,6 +47,10 @@ int main(int argc, char** argv) {
         std::cout << "qarvex is already running; its window was asked to show.\n";
         return 0;
     }
+    if (!instance.listenError().isEmpty()) {
+        std::cerr << "qarvex: a second start will not find this one: "
+                  << instance.listenError().toStdString() << "\n";
+    }
     try {
         velquor::VelquorApp app(velquor::DefaultController::makeDefaultController());
         QObject::connect(&instance, &velquor::SingleInstance::activationRequested, &app,

@@ -10,8 +10,8 @@ namespace velquor {
 
 class AppViewModel;
 
-// The tray menu: four status lines (inactive items), opening the window, the four service
-// commands and quitting. Its texts follow the view model while it is open.
+// The tray menu: the product name and three status lines (inactive items), opening the window, the
+// four service commands and quitting. Its texts follow the view model while it is open.
 class MenuBarView : public QMenu {
     Q_OBJECT
 

@@ -1,5 +1,6 @@
 #include "VelquorApp/VelquorApp/SingleInstance.h"
 
+#include <QDir>
 #include <QLocalSocket>
 
 #include <unistd.h>
@@ -29,6 +30,10 @@ SingleInstance::SingleInstance(QString serverName, QObject* parent)
 }
 
 QString SingleInstance::defaultServerName() {
+    const QString runtimeFolder = qEnvironmentVariable("XDG_RUNTIME_DIR");
+    if (QDir::isAbsolutePath(runtimeFolder)) {
+        return QDir(runtimeFolder).filePath(QStringLiteral("com.dravenloe.velquor.qarvex"));
+    }
     return QStringLiteral("com.dravenloe.velquor.qarvex-%1").arg(::getuid());
 }
 
@@ -51,7 +56,10 @@ bool SingleInstance::claim() {
     // Nobody answered: a socket file left by a crashed instance must not block this one.
     QLocalServer::removeServer(m_serverName);
     m_server.setSocketOptions(QLocalServer::UserAccessOption);
-    return m_server.listen(m_serverName);
+    if (!m_server.listen(m_serverName)) {
+        m_listenError = m_server.errorString();
+    }
+    return true;
 }
 
 } // namespace velquor

@@ -14,10 +14,15 @@ class SingleInstance : public QObject {
 public:
     explicit SingleInstance(QString serverName = defaultServerName(), QObject* parent = nullptr);
 
-    // True when this process is the one instance. False when another answered; that one has
+    // True when this process is to run: it is the one instance, or it could not listen for
+    // later launches (see listenError). False when another instance answered; that one has
     // been asked to show its window.
     bool claim();
+    // Why later launches cannot reach this instance; empty when they can.
+    QString listenError() const { return m_listenError; }
 
+    // A socket in the user's own runtime folder; in the temporary folder, named by user, where
+    // there is none.
     static QString defaultServerName();
 
 signals:
@@ -28,6 +33,7 @@ private:
     bool askRunningInstanceToShow();
 
     QString m_serverName;
+    QString m_listenError;
     QLocalServer m_server;
 };
 

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
+#include <iterator>
 #include <sys/socket.h>
 #include <system_error>
 #include <unistd.h>
@@ -17,6 +18,7 @@ constexpr int handledSignals[] = {SIGTERM, SIGINT, SIGHUP};
 
 // Written by the handler, read on the main thread: the only thing a handler may safely do.
 int signalPipe[2] = {-1, -1};
+struct sigaction previousActions[std::size(handledSignals)];
 
 } // namespace
 
@@ -30,15 +32,16 @@ TerminationSignals::TerminationSignals(QObject* parent) : QObject(parent) {
     action.sa_handler = &TerminationSignals::handle;
     sigemptyset(&action.sa_mask);
     action.sa_flags = SA_RESTART;
-    for (const int number : handledSignals) {
-        ::sigaction(number, &action, nullptr);
+    for (std::size_t index = 0; index < std::size(handledSignals); ++index) {
+        ::sigaction(handledSignals[index], &action, &previousActions[index]);
     }
 }
 
 TerminationSignals::~TerminationSignals() {
-    for (const int number : handledSignals) {
-        ::signal(number, SIG_DFL);
+    for (std::size_t index = 0; index < std::size(handledSignals); ++index) {
+        ::sigaction(handledSignals[index], &previousActions[index], nullptr);
     }
+    delete m_notifier; // before the descriptor it watches is closed
     ::close(signalPipe[0]);
     ::close(signalPipe[1]);
     signalPipe[0] = signalPipe[1] = -1;

@@ -43,16 +43,12 @@ VelquorApp::VelquorApp(std::shared_ptr<ServiceController> controller, AppEnviron
                 }
             });
     connect(&model, &AppViewModel::serviceStatusChanged, this, &VelquorApp::showTrayState);
-    connect(&model, &AppViewModel::configChanged, this, &VelquorApp::showTrayState);
     showTrayState();
     m_tray->show();
     noteMissingTray();
 }
 
-VelquorApp::~VelquorApp() {
-    // The tray refers to the menu; let it go first.
-    m_tray.reset();
-}
+VelquorApp::~VelquorApp() = default;
 
 void VelquorApp::showMainWindow() {
     AppWindowPresenter::showMainWindow(m_window.get());

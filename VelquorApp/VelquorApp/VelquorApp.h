@@ -39,6 +39,7 @@ private:
     std::unique_ptr<AppViewModel> m_viewModel;
     std::unique_ptr<MainWindowView> m_window;
     std::unique_ptr<MenuBarView> m_menu;
+    // Last, so that it goes first: it refers to the menu.
     std::unique_ptr<QSystemTrayIcon> m_tray;
 };
 

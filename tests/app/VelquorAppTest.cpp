@@ -253,6 +253,13 @@ TEST(SingleInstanceTest, ALaunchAfterTheFirstEndedTakesOver) {
     }
     SingleInstance next(serverName);
     EXPECT_TRUE(next.claim());
+    EXPECT_EQ(next.listenError(), QString());
+}
+
+TEST(SingleInstanceTest, WhereItCannotListenItStillRunsAndSaysWhy) {
+    SingleInstance instance(QStringLiteral("/nonexistent-folder/velquor-test"));
+    EXPECT_TRUE(instance.claim()) << "not taken for another instance";
+    EXPECT_FALSE(instance.listenError().isEmpty());
 }
 
 } // namespace

@@ -156,13 +156,12 @@ DaemonProcess::DaemonProcess(const fs::path& home, const fs::path& program) {
     ::setenv("HOME", home.c_str(), 1);
     ::unsetenv("XDG_CONFIG_HOME");
     ::unsetenv("XDG_STATE_HOME");
-    // The desktop application's one-instance socket lives in TMPDIR: a qarvex the user runs
-    // must not answer for the test's.
-    ::setenv("TMPDIR", home.c_str(), 1);
-    // The desktop application draws its window where no display exists.
-    ::setenv("QT_QPA_PLATFORM", "offscreen", 1);
-    m_pid = spawnWithOutputTo(home / (program.filename().string() + ".out"), program, {});
-    ::unsetenv("TMPDIR");
+    // Only for the child, through env(1), which then becomes the program: the desktop
+    // application's one-instance socket goes to the test's folder, where a qarvex the user runs
+    // cannot answer for it, and it draws its window where no display exists.
+    m_pid = spawnWithOutputTo(home / (program.filename().string() + ".out"), "/usr/bin/env",
+                              {"TMPDIR=" + home.string(), "XDG_RUNTIME_DIR=" + home.string(),
+                               "QT_QPA_PLATFORM=offscreen", program.string()});
 }
 
 DaemonProcess::~DaemonProcess() {
