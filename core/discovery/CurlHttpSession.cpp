@@ -5,6 +5,7 @@
 #include <curl/curl.h>
 
 #include <algorithm>
+#include <functional>
 #include <limits>
 #include <memory>
 #include <string>
@@ -33,6 +34,33 @@ struct EasyHandleDeleter {
     void operator()(CURL* handle) const { curl_easy_cleanup(handle); }
 };
 using EasyHandle = std::unique_ptr<CURL, EasyHandleDeleter>;
+
+struct MultiHandleDeleter {
+    void operator()(CURLM* handle) const { curl_multi_cleanup(handle); }
+};
+using MultiHandle = std::unique_ptr<CURLM, MultiHandleDeleter>;
+
+[[noreturn]] void failMulti(CURLMcode code, const std::string& what) {
+    throw std::system_error(CURLE_FAILED_INIT, CurlErrorCategory::instance(),
+                            what + ": " + curl_multi_strerror(code));
+}
+
+// The easy handle belongs to the multi handle only while this lives.
+class Attachment {
+public:
+    Attachment(CURLM* multi, CURL* easy, const std::string& what) : m_multi(multi), m_easy(easy) {
+        if (const CURLMcode code = curl_multi_add_handle(multi, easy); code != CURLM_OK) {
+            failMulti(code, what);
+        }
+    }
+    ~Attachment() { curl_multi_remove_handle(m_multi, m_easy); }
+    Attachment(const Attachment&) = delete;
+    Attachment& operator=(const Attachment&) = delete;
+
+private:
+    CURLM* m_multi;
+    CURL* m_easy;
+};
 
 // What the header callback learns while the transfer runs.
 struct Reception {
@@ -109,7 +137,40 @@ void setOption(CURL* handle, CURLoption option, Value value, const std::string& 
     }
 }
 
+// The multi interface rather than curl_easy_perform: the easy loop waits up to a second at a
+// time while the server is silent, and a stop must not wait that long.
+CURLcode perform(CURL* easy, const std::function<bool()>& shouldAbort, const std::string& what) {
+    const MultiHandle multi(curl_multi_init());
+    if (!multi) {
+        fail(CURLE_FAILED_INIT, what);
+    }
+    const Attachment attachment(multi.get(), easy, what);
+    for (;;) {
+        int running = 0;
+        if (const CURLMcode code = curl_multi_perform(multi.get(), &running); code != CURLM_OK) {
+            failMulti(code, what);
+        }
+        int queued = 0;
+        while (const CURLMsg* message = curl_multi_info_read(multi.get(), &queued)) {
+            if (message->msg == CURLMSG_DONE) {
+                return message->data.result;
+            }
+        }
+        if (shouldAbort && shouldAbort()) {
+            return CURLE_ABORTED_BY_CALLBACK;
+        }
+        const int waitMs = static_cast<int>(CurlHttpSession::abortCheckInterval.count());
+        if (const CURLMcode code = curl_multi_poll(multi.get(), nullptr, 0, waitMs, nullptr);
+            code != CURLM_OK) {
+            failMulti(code, what);
+        }
+    }
+}
+
 } // namespace
+
+CurlHttpSession::CurlHttpSession(std::function<bool()> shouldAbort)
+    : m_shouldAbort(std::move(shouldAbort)) {}
 
 HttpResponse CurlHttpSession::get(const Url& url, std::chrono::milliseconds timeout) {
     const std::string what = "GET " + url.text;
@@ -141,7 +202,7 @@ HttpResponse CurlHttpSession::get(const Url& url, std::chrono::milliseconds time
     setOption(easy, CURLOPT_HEADERDATA, &reception, what);
     setOption(easy, CURLOPT_WRITEFUNCTION, &refuseBody, what);
 
-    const CURLcode result = curl_easy_perform(easy);
+    const CURLcode result = perform(easy, m_shouldAbort, what);
     if (reception.headTooLarge) {
         throw std::system_error(CURLE_WEIRD_SERVER_REPLY, CurlErrorCategory::instance(),
                                 what + ": response head exceeds " + std::to_string(headerLimit) +

@@ -2,7 +2,9 @@
 
 #include "core/discovery/HttpSession.h"
 
+#include <chrono>
 #include <cstddef>
+#include <functional>
 
 namespace velquor {
 
@@ -13,8 +15,17 @@ class CurlHttpSession : public HttpSession {
 public:
     // Beyond this many bytes of header lines the answer is refused rather than collected.
     static constexpr std::size_t headerLimit = 64 * 1024;
+    // How often a running request asks whether to give up, also while the server is silent.
+    static constexpr std::chrono::milliseconds abortCheckInterval{50};
+
+    // shouldAbort, when given, is asked while a request runs; once it answers true the request
+    // ends with CURLE_ABORTED_BY_CALLBACK. It runs on the requesting thread.
+    explicit CurlHttpSession(std::function<bool()> shouldAbort = {});
 
     HttpResponse get(const Url& url, std::chrono::milliseconds timeout) override;
+
+private:
+    std::function<bool()> m_shouldAbort;
 };
 
 } // namespace velquor

@@ -1,5 +1,6 @@
 #include "core/service/DefaultController.h"
 
+#include "core/discovery/CurlHttpSession.h"
 #include "core/discovery/TargetResolver.h"
 #include "core/forwarding/LsofListenerProbe.h"
 #include "core/forwarding/NetworkPortChecker.h"
@@ -60,14 +61,21 @@ std::unique_ptr<ServiceController> DefaultController::makeDefaultController() {
 
 std::unique_ptr<ServiceController>
 DefaultController::makeDefaultController(const FileLocations& locations) {
+    return makeDefaultController(locations, std::make_unique<PosixSocatProcessLauncher>(),
+                                 std::make_unique<CurlHttpSession>());
+}
+
+std::unique_ptr<ServiceController>
+DefaultController::makeDefaultController(const FileLocations& locations,
+                                         std::unique_ptr<SocatProcessLaunching> processLauncher,
+                                         std::unique_ptr<HttpSession> httpSession) {
     auto socatManager = std::make_unique<SocatManager>(
-        resolveSocatURL(), std::make_unique<NetworkPortChecker>(),
-        std::make_unique<PosixSocatProcessLauncher>(),
+        resolveSocatURL(), std::make_unique<NetworkPortChecker>(), std::move(processLauncher),
         std::make_unique<LsofListenerProbe>(LsofListenerProbe::defaultLsofPath()),
         std::make_unique<PosixProcessTerminator>());
     return std::make_unique<ServiceController>(
         ConfigStore(locations.configFile), LogManager(locations.logFile),
-        std::make_unique<TargetResolver>(), std::move(socatManager));
+        std::make_unique<TargetResolver>(std::move(httpSession)), std::move(socatManager));
 }
 
 } // namespace velquor

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/discovery/HttpSession.h"
+#include "core/forwarding/SocatProcessLaunching.h"
 #include "core/service/FileLocations.h"
 #include "core/service/ServiceController.h"
 
@@ -15,6 +17,12 @@ class DefaultController {
 public:
     static std::unique_ptr<ServiceController> makeDefaultController();
     static std::unique_ptr<ServiceController> makeDefaultController(const FileLocations& locations);
+    // The same with the process launcher and the HTTP client given, for a program that wraps
+    // them (qarvexd makes both give up once it is asked to stop).
+    static std::unique_ptr<ServiceController>
+    makeDefaultController(const FileLocations& locations,
+                          std::unique_ptr<SocatProcessLaunching> processLauncher,
+                          std::unique_ptr<HttpSession> httpSession);
 
     // The socat shipped beside the program (<program folder>/../libexec/velquor/socat) wins;
     // then the first executable system candidate; then the last candidate unchecked, so that

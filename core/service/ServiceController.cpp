@@ -1,5 +1,8 @@
 #include "core/service/ServiceController.h"
 
+#include <sys/stat.h>
+#include <utility>
+
 namespace velquor {
 
 namespace {
@@ -17,6 +20,15 @@ std::string joinIdentifiers(const std::vector<std::int32_t>& ids) {
 
 bool isNoTrackedProcess(const SocatManagerError& error) {
     return error.kind() == SocatManagerError::Kind::noTrackedProcess;
+}
+
+// Device and inode of the file at path; nothing when it does not exist.
+std::optional<std::pair<dev_t, ino_t>> fileIdentity(const std::filesystem::path& path) {
+    struct stat info {};
+    if (::stat(path.c_str(), &info) != 0) {
+        return std::nullopt;
+    }
+    return std::pair(info.st_dev, info.st_ino);
 }
 
 } // namespace
@@ -70,8 +82,10 @@ SocatRuntimeStatus ServiceController::probe() {
 void ServiceController::log(const std::string& message) {
     try {
         m_logManager.append(message, Clock::now());
-    } catch (const std::exception&) {
+        m_logWriteError.reset();
+    } catch (const std::exception& error) {
         // A log that cannot be written must never stop the service.
+        m_logWriteError = error.what();
     }
 }
 
@@ -241,6 +255,41 @@ ServiceSnapshot ServiceController::clearLogs() {
 
 void ServiceController::note(const std::string& message) {
     log(message);
+}
+
+ServiceSnapshot ServiceController::reloadConfig() {
+    const auto& file = m_configStore.configURL();
+    const auto before = fileIdentity(file);
+    std::optional<ForwarderConfig> stored;
+    try {
+        stored = m_configStore.load();
+    } catch (const std::exception& error) {
+        m_lastError = error.what();
+        log(std::string("ERROR: Failed to reload configuration: ") + error.what());
+        return snapshot();
+    }
+    // The store leaves a file it could use as it was, and replaces one it could not (missing,
+    // damaged or invalid) after setting it aside.
+    if (!before || fileIdentity(file) != before) {
+        log("WARNING: Configuration file " + file.string() +
+            " could not be used on reload; keeping the settings in use");
+        try {
+            m_configStore.saveInternal(m_config);
+        } catch (const std::exception& error) {
+            log(std::string("ERROR: Failed to save configuration: ") + error.what());
+        }
+        return snapshot();
+    }
+    log("Configuration reloaded from " + file.string());
+    return saveConfig(*stored);
+}
+
+void ServiceController::pruneLogs() {
+    try {
+        m_logManager.prune(m_config.logRetentionDays, Clock::now());
+    } catch (const std::exception&) {
+        // Like a line that cannot be written: the log never stops the service.
+    }
 }
 
 // --- checks ---

@@ -7,6 +7,7 @@
 #include "core/service/ServiceSnapshot.h"
 
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace velquor {
@@ -36,6 +37,16 @@ public:
     virtual ServiceSnapshot clearLogs();
     // A line from the application about itself, for the user who reads the log.
     virtual void note(const std::string& message);
+
+    // Rereads the configuration file and applies it as saveConfig does: a new forwarder only
+    // when the listen address, discovery URL or target changed. A file that cannot be used is
+    // set aside as at load; the settings in memory then stay and are written back.
+    virtual ServiceSnapshot reloadConfig();
+    // Drops log lines older than the configured logRetentionDays; a failure is ignored.
+    virtual void pruneLogs();
+    // Why the last log line could not be written; nothing while lines are written. The log's
+    // failures never change the service, but a program may want to tell its user.
+    const std::optional<std::string>& logWriteError() const noexcept { return m_logWriteError; }
 
     // Only a change of where we listen or where the target comes from needs a new forwarder.
     static bool requiresSocatRestart(const ForwarderConfig& oldConfig,
@@ -80,6 +91,7 @@ private:
     std::optional<Clock::time_point> m_lastCheckAt;
     std::optional<std::string> m_lastError;
     bool m_isStartInProgress = false;
+    std::optional<std::string> m_logWriteError;
 };
 
 } // namespace velquor

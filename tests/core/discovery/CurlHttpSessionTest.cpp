@@ -79,6 +79,19 @@ TEST(CurlHttpSession, StalledServerFailsWhenTheTimeoutRunsOut) {
     EXPECT_LT(std::chrono::steady_clock::now() - started, 5s);
 }
 
+// A server that never answers must not keep a stopping program waiting for the timeout: the
+// question is asked again and again while nothing arrives, and a yes ends the request.
+TEST(CurlHttpSession, ARequestToASilentServerEndsWhenTheAbortQuestionSaysSo) {
+    DiscoveryServer server({.behaviour = DiscoveryServer::Behaviour::stall});
+    int asked = 0;
+    CurlHttpSession session([&] {
+        // Once the request is at the silent server, a few more questions are asked before yes.
+        return server.requestCount() > 0 && ++asked >= 5;
+    });
+    const auto error = transportFailure([&] { session.get(server.url(), 120s); });
+    EXPECT_EQ(error.code(), curlError(CURLE_ABORTED_BY_CALLBACK));
+}
+
 TEST(CurlHttpSession, OnlyHttpAndHttpsAreSpoken) {
     const auto error =
         transportFailure([] { CurlHttpSession().get(*Url::parse("file:///etc/hostname"), 1s); });
