@@ -44,6 +44,27 @@ std::string readFrom(int fd, off_t offset, const std::string& path) {
     }
 }
 
+// Only a regular file is a log: a FIFO would block the service on open or write, a device or a
+// directory is nothing to append to or read back. O_NONBLOCK makes the open itself safe.
+FileDescriptor openRegularFile(const std::filesystem::path& path, int flags,
+                               const std::string& what) {
+    FileDescriptor fd(::open(path.c_str(), flags | O_CLOEXEC | O_NONBLOCK));
+    if (!fd.isOpen()) {
+        if (errno == ENXIO) { // a FIFO that nobody reads
+            fail(EINVAL, what + " " + path.string() + ": not a regular file");
+        }
+        fail(errno, what + " " + path.string());
+    }
+    struct stat info {};
+    if (::fstat(fd.get(), &info) != 0) {
+        fail(errno, what + " " + path.string());
+    }
+    if (!S_ISREG(info.st_mode)) {
+        fail(EINVAL, what + " " + path.string() + ": not a regular file");
+    }
+    return fd;
+}
+
 bool isDigits(std::string_view text) {
     return text.find_first_not_of("0123456789") == std::string_view::npos;
 }
@@ -122,10 +143,7 @@ void LogManager::append(std::string_view message, Clock::time_point date) const 
         writeFileAtomically(m_logURL, line);
         return;
     }
-    const FileDescriptor fd(::open(m_logURL.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC));
-    if (fd.get() < 0) {
-        fail(errno, "opening " + m_logURL.string());
-    }
+    const FileDescriptor fd = openRegularFile(m_logURL, O_WRONLY | O_APPEND, "opening");
     std::string_view rest = line;
     while (!rest.empty()) {
         const auto written = ::write(fd.get(), rest.data(), rest.size());
@@ -140,13 +158,10 @@ void LogManager::append(std::string_view message, Clock::time_point date) const 
 }
 
 std::string LogManager::readRecent(std::int64_t maxBytes) const {
-    const FileDescriptor fd(::open(m_logURL.c_str(), O_RDONLY | O_CLOEXEC));
-    if (fd.get() < 0) {
-        if (errno == ENOENT) {
-            return "";
-        }
-        fail(errno, "opening " + m_logURL.string());
+    if (!fileExists(m_logURL)) {
+        return "";
     }
+    const FileDescriptor fd = openRegularFile(m_logURL, O_RDONLY, "opening");
     struct stat info {};
     if (::fstat(fd.get(), &info) != 0) {
         fail(errno, "reading " + m_logURL.string());
@@ -176,10 +191,7 @@ void LogManager::prune(std::int64_t retentionDays, Clock::time_point now) const 
     // Keep the sub-second part of now: the cut-off is now moved by whole days.
     const auto cutoff = Clock::from_time_t(cutoffSeconds) + (now - Clock::from_time_t(nowSeconds));
 
-    const FileDescriptor fd(::open(m_logURL.c_str(), O_RDONLY | O_CLOEXEC));
-    if (fd.get() < 0) {
-        fail(errno, "opening " + m_logURL.string());
-    }
+    const FileDescriptor fd = openRegularFile(m_logURL, O_RDONLY, "opening");
     const auto text = readFrom(fd.get(), 0, m_logURL.string());
     if (!isValidUtf8(text)) {
         fail(EILSEQ, "reading " + m_logURL.string());

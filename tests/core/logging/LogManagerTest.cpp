@@ -7,7 +7,9 @@
 
 #include <cstdlib>
 #include <fstream>
+#include <functional>
 #include <sstream>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace velquor {
@@ -159,6 +161,25 @@ TEST_F(LogManagerTest, AReadOnlyLogFailsAppendAndKeepsItsContent) {
     fs::permissions(m_file, fs::perms::owner_read);
     EXPECT_THROW(m_log.append("lost", march1()), std::system_error);
     EXPECT_EQ(readFile(m_file), "[2026-03-01 14:05:09] kept\n");
+}
+
+// Something that is not a regular file at the log path: a FIFO nobody reads (a plain open would
+// block the service for good), a directory, a device. Every operation refuses it at once.
+TEST_F(LogManagerTest, ALogPathThatIsNoRegularFileIsRefusedWithoutBlocking) {
+    const std::function<void(const fs::path&)> makers[] = {
+        [](const fs::path& path) { ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0); },
+        [](const fs::path& path) { fs::create_directory(path); },
+        [](const fs::path& path) { fs::create_symlink("/dev/null", path); },
+    };
+    fs::create_directories(m_file.parent_path());
+    for (const auto& make : makers) {
+        make(m_file);
+        const auto kind = fs::status(m_file).type();
+        EXPECT_THROW(m_log.append("x", march1()), std::system_error) << int(kind);
+        EXPECT_THROW(m_log.readRecent(100), std::system_error) << int(kind);
+        EXPECT_THROW(m_log.prune(1, march1()), std::system_error) << int(kind);
+        fs::remove(m_file);
+    }
 }
 
 } // namespace
