@@ -2,9 +2,11 @@
 #include "VelquorApp/VelquorApp/TerminationSignals.h"
 #include "VelquorApp/VelquorApp/VelquorApp.h"
 #include "core/BuildInfo.h"
+#include "core/files/InstanceLock.h"
 #include "core/service/DefaultController.h"
 
 #include <QApplication>
+#include <QGuiApplication>
 #include <QMessageBox>
 
 #include <cstring>
@@ -26,6 +28,30 @@ bool answeredCommandLine(int argc, char** argv) {
         return true;
     }
     return false;
+}
+
+// Where no one would see a dialog (tests, a headless run), the message on standard error is all.
+bool hasDesktop() {
+    const QString platform = QGuiApplication::platformName();
+    return platform != QLatin1String("offscreen") && platform != QLatin1String("minimal");
+}
+
+// qarvexd (or a qarvex whose window cannot be reached) already forwards for this user; a second
+// forwarder would stop its socat on every stop and target move.
+int refuseSecondForwarder(const velquor::InstanceLock& lock) {
+    const std::string who =
+        lock.holder() ? lock.holder()->text() : std::string("another qarvexd or qarvex");
+    std::cerr << "qarvex: not starting: Qarvex already forwards for this user in " << who
+              << "; run only one of qarvex and qarvexd per user (stop qarvexd first, for "
+                 "example with systemctl --user stop qarvexd)\n";
+    if (hasDesktop()) {
+        QMessageBox::warning(
+            nullptr, QStringLiteral("Qarvex"),
+            QStringLiteral("转发服务已在 %1 中运行。同一用户只能运行一个 qarvex 或 qarvexd，"
+                           "请先停止它（例如 systemctl --user stop qarvexd）。")
+                .arg(QString::fromStdString(who)));
+    }
+    return 1;
 }
 
 } // namespace
@@ -52,6 +78,11 @@ int main(int argc, char** argv) {
                   << instance.listenError().toStdString() << "\n";
     }
     try {
+        // Held until the process ends; the kernel drops it should the process crash.
+        const velquor::InstanceLock lock(velquor::InstanceLock::defaultPath(), "qarvex");
+        if (!lock.isHeld()) {
+            return refuseSecondForwarder(lock);
+        }
         velquor::VelquorApp app(velquor::DefaultController::makeDefaultController());
         QObject::connect(&instance, &velquor::SingleInstance::activationRequested, &app,
                          &velquor::VelquorApp::showMainWindow);

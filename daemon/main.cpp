@@ -154,7 +154,10 @@ int main(int argc, char** argv) {
     LogTroubleReport logTrouble;
     auto snapshot = controller->load(true);
     controller->pruneLogs();
-    snapshot = controller->refreshRuntimeStatus();
+    // A stop that came during the start is taken at once, without another probe first.
+    if (!stopSignalPending()) {
+        snapshot = controller->refreshRuntimeStatus();
+    }
     logTrouble.update(*controller);
     auto nextCheck = SteadyClock::now() + checkInterval(snapshot);
     auto nextPrune = SteadyClock::now() + pruneInterval;

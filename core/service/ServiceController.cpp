@@ -271,13 +271,14 @@ ServiceSnapshot ServiceController::reloadConfig() {
     // The store leaves a file it could use as it was, and replaces one it could not (missing,
     // damaged or invalid) after setting it aside.
     if (!before || fileIdentity(file) != before) {
-        log("WARNING: Configuration file " + file.string() +
-            " could not be used on reload; keeping the settings in use");
+        std::string written;
         try {
             m_configStore.saveInternal(m_config);
         } catch (const std::exception& error) {
-            log(std::string("ERROR: Failed to save configuration: ") + error.what());
+            written = std::string("; writing them back failed: ") + error.what();
         }
+        log("WARNING: Configuration file " + file.string() +
+            " could not be used on reload; keeping the settings in use" + written);
         return snapshot();
     }
     log("Configuration reloaded from " + file.string());
