@@ -218,6 +218,16 @@ TEST_F(DaemonSignalsTest, SighupRereadsTheSettingsAndKeepsThemWhenTheFileIsDamag
     EXPECT_TRUE(socatsListeningOn(m_movedPort).empty());
 }
 
+TEST_F(DaemonSignalsTest, TheLogIsPrunedByItsRetentionAtStart) {
+    writeConfig(config(false)); // logRetentionDays 1
+    fs::create_directories(m_logFile.parent_path());
+    writeFile(m_logFile, "[2000-01-01 00:00:00] long ago\n");
+    startDaemon();
+    ASSERT_TRUE(waitForLog("Configuration loaded")) << log();
+    EXPECT_TRUE(waitUntil([&] { return log().find("long ago") == std::string::npos; })) << log();
+    EXPECT_EQ(m_daemon->terminate(), 0);
+}
+
 // A FIFO nobody reads as the log would block a plain open for good.
 TEST_F(DaemonSignalsTest, AnUnwritableLogIsToldOnceAndTheServiceGoesOn) {
     writeConfig(config(false));
