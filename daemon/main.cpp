@@ -110,6 +110,41 @@ bool refusedBySecondInstance(const velquor::InstanceLock& lock) {
     return true;
 }
 
+// Load (with auto start), then health checks at the interval, a reload on SIGHUP and the log
+// pruned daily, until a stop signal; then stop.
+void serveUntilStopSignal(velquor::ServiceController& controller, const sigset_t& signals) {
+    LogTroubleReport logTrouble;
+    auto snapshot = controller.load(true);
+    controller.pruneLogs();
+    // A stop that came during the start is taken at once, without another probe first.
+    if (!stopSignalPending()) {
+        snapshot = controller.refreshRuntimeStatus();
+    }
+    logTrouble.update(controller);
+    auto nextCheck = SteadyClock::now() + checkInterval(snapshot);
+    auto nextPrune = SteadyClock::now() + pruneInterval;
+    for (;;) {
+        const int signal = waitForSignal(signals, std::min(nextCheck, nextPrune));
+        if (signal == SIGHUP) {
+            snapshot = controller.reloadConfig();
+            nextCheck = std::min(nextCheck, SteadyClock::now() + checkInterval(snapshot));
+        } else if (signal != 0) {
+            break;
+        }
+        if (SteadyClock::now() >= nextPrune) {
+            controller.pruneLogs();
+            nextPrune = SteadyClock::now() + pruneInterval;
+        }
+        if (SteadyClock::now() >= nextCheck) {
+            snapshot = controller.healthCheck();
+            nextCheck = SteadyClock::now() + checkInterval(snapshot);
+        }
+        logTrouble.update(controller);
+    }
+    controller.stop();
+    logTrouble.update(controller);
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -151,35 +186,6 @@ int main(int argc, char** argv) {
         std::cerr << "qarvexd: " << error.what() << "\n";
         return 1;
     }
-    LogTroubleReport logTrouble;
-    auto snapshot = controller->load(true);
-    controller->pruneLogs();
-    // A stop that came during the start is taken at once, without another probe first.
-    if (!stopSignalPending()) {
-        snapshot = controller->refreshRuntimeStatus();
-    }
-    logTrouble.update(*controller);
-    auto nextCheck = SteadyClock::now() + checkInterval(snapshot);
-    auto nextPrune = SteadyClock::now() + pruneInterval;
-    for (;;) {
-        const int signal = waitForSignal(signals, std::min(nextCheck, nextPrune));
-        if (signal == SIGHUP) {
-            snapshot = controller->reloadConfig();
-            nextCheck = std::min(nextCheck, SteadyClock::now() + checkInterval(snapshot));
-        } else if (signal != 0) {
-            break;
-        }
-        if (SteadyClock::now() >= nextPrune) {
-            controller->pruneLogs();
-            nextPrune = SteadyClock::now() + pruneInterval;
-        }
-        if (SteadyClock::now() >= nextCheck) {
-            snapshot = controller->healthCheck();
-            nextCheck = SteadyClock::now() + checkInterval(snapshot);
-        }
-        logTrouble.update(*controller);
-    }
-    controller->stop();
-    logTrouble.update(*controller);
+    serveUntilStopSignal(*controller, signals);
     return 0;
 }
