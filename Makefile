@@ -2,7 +2,7 @@
 PRESET ?= dev
 BUILD_DIR := build/$(PRESET)
 
-.PHONY: all deps configure build test run bench package clean format
+.PHONY: all deps configure build test run bench package fuzz clean format
 
 all: build
 
@@ -35,6 +35,19 @@ bench: build
 # A Debian package of the programs, the desktop entry, the icon and the user unit.
 package: build
 	@cd $(BUILD_DIR) && cpack
+
+# Runs one libFuzzer target (location, config, lsof, log_preview) for SECONDS, built with clang
+# in the fuzz preset. What it learns stays in build/fuzz/corpus/<target>, seeded from
+# fuzz/corpus/<target>; an input that breaks a check is written to build/fuzz/findings/.
+TARGET ?= location
+SECONDS ?= 600
+fuzz: deps
+	@cmake --preset fuzz >/dev/null
+	@cmake --build --preset fuzz
+	@mkdir -p build/fuzz/corpus/$(TARGET) build/fuzz/findings
+	@build/fuzz/fuzz/velquor_fuzz_$(TARGET) -max_total_time=$(SECONDS) \
+		-artifact_prefix=build/fuzz/findings/$(TARGET)- \
+		build/fuzz/corpus/$(TARGET) fuzz/corpus/$(TARGET)
 
 clean:
 	rm -rf build
