@@ -47,6 +47,7 @@ fuzz: deps
 	@mkdir -p build/fuzz/corpus/$(TARGET) build/fuzz/findings
 	@build/fuzz/fuzz/velquor_fuzz_$(TARGET) -max_total_time=$(SECONDS) \
 		-artifact_prefix=build/fuzz/findings/$(TARGET)- \
+		$(addprefix -dict=,$(wildcard fuzz/$(TARGET).dict)) \
 		build/fuzz/corpus/$(TARGET) fuzz/corpus/$(TARGET)
 
 clean:
