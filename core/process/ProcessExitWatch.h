@@ -1,0 +1,30 @@
+#pragma once
+
+#include "core/files/FileDescriptor.h"
+
+#include <cstdint>
+
+namespace velquor {
+
+// A descriptor that becomes readable when a child exits, so that an event loop (a
+// QSocketNotifier in qarvex, ppoll in qarvexd) learns of a dead forwarder at once instead of at
+// the next health check, without a thread blocked per child. Reaping stays with the child's
+// owner; the descriptor stays readable until the watch is destroyed.
+class ProcessExitWatch {
+public:
+    // Open it before anyone waits for the child: an unreaped child keeps its pid, so the
+    // descriptor cannot refer to another process. Throws std::system_error.
+    explicit ProcessExitWatch(std::int32_t processIdentifier);
+
+    int descriptor() const noexcept { return m_descriptor.get(); }
+    std::int32_t processIdentifier() const noexcept { return m_processIdentifier; }
+
+    // Without waiting; a child that exited but was not reaped yet counts as exited.
+    bool hasExited() const;
+
+private:
+    std::int32_t m_processIdentifier;
+    FileDescriptor m_descriptor;
+};
+
+} // namespace velquor

@@ -1,0 +1,72 @@
+#include "core/process/RestartBackoff.h"
+
+#include <gtest/gtest.h>
+
+namespace velquor {
+namespace {
+
+using namespace std::chrono_literals;
+
+struct Exit {
+    // How long the forwarder ran before it exited.
+    std::chrono::milliseconds uptime;
+    std::chrono::milliseconds delay;
+    const char* logLine;
+};
+
+struct BackoffCase {
+    const char* name;
+    std::chrono::seconds interval;
+    std::vector<Exit> exits;
+};
+
+const BackoffCase backoffCases[] = {
+    {"BacksOffStepByStepThenKeepsToTheInterval",
+     60s,
+     {{10ms, 0ms, nullptr},
+      {10ms, 200ms, "Forwarder exited unexpectedly 2 times in a row; next check in 0.2 s"},
+      {10ms, 1s, "Forwarder exited unexpectedly 3 times in a row; next check in 1 s"},
+      {10ms, 5s, "Forwarder exited unexpectedly 4 times in a row; next check in 5 s"},
+      {10ms, 60s, "Forwarder exited unexpectedly 5 times in a row; next check in 60 s"},
+      {10ms, 60s, nullptr}}},
+    {"AForwarderThatStayedUpStartsAgainFromOnce",
+     60s,
+     {{10ms, 0ms, nullptr},
+      {10ms, 200ms, "Forwarder exited unexpectedly 2 times in a row; next check in 0.2 s"},
+      {30s, 0ms, nullptr}}},
+    {"NeverWaitsLongerThanTheInterval",
+     1s,
+     {{0ms, 0ms, nullptr},
+      {0ms, 200ms, "Forwarder exited unexpectedly 2 times in a row; next check in 0.2 s"},
+      {0ms, 1s, "Forwarder exited unexpectedly 3 times in a row; next check in 1 s"},
+      {0ms, 1s, "Forwarder exited unexpectedly 4 times in a row; next check in 1 s"}}},
+};
+
+class RestartBackoffTable : public ::testing::TestWithParam<BackoffCase> {};
+
+TEST_P(RestartBackoffTable, DelaysTheCheckAfterEachExit) {
+    RestartBackoff backoff;
+    auto now = RestartBackoff::Clock::time_point{} + 1h;
+    for (const auto& exit : GetParam().exits) {
+        backoff.started(now);
+        now += exit.uptime;
+        const auto decision = backoff.exited(now, GetParam().interval);
+        EXPECT_EQ(decision.delay, exit.delay) << backoff.exitsInARow();
+        EXPECT_EQ(decision.logLine.value_or(""), exit.logLine ? exit.logLine : "");
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(RestartBackoff, RestartBackoffTable, ::testing::ValuesIn(backoffCases),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+TEST(RestartBackoff, AUsersStopOrStartForgetsEarlierExits) {
+    RestartBackoff backoff;
+    const auto now = RestartBackoff::Clock::now();
+    backoff.exited(now, 60s);
+    backoff.exited(now, 60s);
+    backoff.reset();
+    EXPECT_EQ(backoff.exited(now, 60s).delay, 0ms);
+}
+
+} // namespace
+} // namespace velquor
