@@ -1,0 +1,55 @@
+#include "VelquorApp/Notifications/FreedesktopNotifier.h"
+
+#include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
+#include <QPointer>
+#include <QSystemTrayIcon>
+#include <QVariantMap>
+
+namespace velquor {
+namespace {
+
+const QString service = QStringLiteral("org.freedesktop.Notifications");
+const QString path = QStringLiteral("/org/freedesktop/Notifications");
+// Never expire on the server's behalf; the desktop decides.
+constexpr int defaultTimeout = -1;
+
+} // namespace
+
+FreedesktopNotifier::FreedesktopNotifier(QDBusConnection bus, Fallback fallback, QObject* parent)
+    : QObject(parent), m_bus(std::move(bus)), m_fallback(std::move(fallback)) {}
+
+void FreedesktopNotifier::notify(const DesktopNotification& notification) {
+    if (!m_bus.isConnected()) {
+        m_fallback(notification);
+        return;
+    }
+    auto message = QDBusMessage::createMethodCall(service, path, service, QStringLiteral("Notify"));
+    // The desktop entry lets the shell show our icon and name and group our messages.
+    const QVariantMap hints{{QStringLiteral("desktop-entry"), QStringLiteral("qarvex")}};
+    message << QStringLiteral("Qarvex") << 0U << QStringLiteral("qarvex") << notification.title
+            << notification.body << QStringList() << hints << defaultTimeout;
+    // Owned by this object: a reply arriving after it is gone finds no one to call.
+    auto* watcher = new QDBusPendingCallWatcher(m_bus.asyncCall(message), this);
+    connect(watcher, &QDBusPendingCallWatcher::finished, this,
+            [this, notification](QDBusPendingCallWatcher* finished) {
+                finished->deleteLater();
+                if (finished->isError()) {
+                    m_fallback(notification);
+                }
+            });
+}
+
+FreedesktopNotifier::Fallback FreedesktopNotifier::trayMessage(QSystemTrayIcon* tray) {
+    return [tray = QPointer<QSystemTrayIcon>(tray)](const DesktopNotification& notification) {
+        if (!tray) {
+            return;
+        }
+        const bool bad = notification.kind == DesktopNotification::Kind::warning ||
+                         notification.kind == DesktopNotification::Kind::startFailed;
+        tray->showMessage(notification.title, notification.body,
+                          bad ? QSystemTrayIcon::Warning : QSystemTrayIcon::Information);
+    };
+}
+
+} // namespace velquor
