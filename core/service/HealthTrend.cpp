@@ -30,7 +30,8 @@ std::optional<HealthTrend::Change> HealthTrend::record(const HealthFindings& fin
             return std::nullopt;
         }
         return Change{Change::Kind::recovery,
-                      "Health checks passing again after " + counted(failures, "failure")};
+                      "Health checks passing again after " + counted(failures, "failure"),
+                      failures};
     }
     if (m_failures++ == 0) {
         m_firstFailureAt = checkedAt;
@@ -44,10 +45,11 @@ std::optional<HealthTrend::Change> HealthTrend::record(const HealthFindings& fin
         return std::nullopt;
     }
     m_warning = HealthWarning{m_failures, m_firstFailureAt, findings};
-    return Change{Change::Kind::warning, "WARNING: Health check failing " +
-                                             counted(m_failures, "time") + " in a row since " +
-                                             LogManager::formatTimestamp(m_firstFailureAt) + ": " +
-                                             findings.text()};
+    return Change{Change::Kind::warning,
+                  "WARNING: Health check failing " + counted(m_failures, "time") +
+                      " in a row since " + LogManager::formatTimestamp(m_firstFailureAt) + ": " +
+                      findings.text(),
+                  m_failures};
 }
 
 void HealthTrend::reset() noexcept {

@@ -33,6 +33,8 @@ public:
         Kind kind;
         // The line to log: "WARNING: Health check failing ..." or "Health checks passing ...".
         std::string logLine;
+        // The failing checks in a row, for the user's message.
+        std::int64_t failures;
 
         bool operator==(const Change&) const = default;
     };

@@ -96,6 +96,7 @@ TEST_P(HealthTrendTable, LogsOnlyAtTheThresholdAndAtRecovery) {
         }
         EXPECT_EQ(change ? change->logLine : "", expected) << "check " << index;
         if (change) {
+            EXPECT_NE(expected.find(std::to_string(change->failures) + " "), std::string::npos);
             EXPECT_EQ(change->kind, expected.starts_with("WARNING: ")
                                         ? HealthTrend::Change::Kind::warning
                                         : HealthTrend::Change::Kind::recovery);
