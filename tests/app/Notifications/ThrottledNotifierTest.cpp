@@ -10,15 +10,11 @@ namespace {
 using namespace std::chrono_literals;
 using Kind = DesktopNotification::Kind;
 
-class RecordingNotifier : public DesktopNotifying {
-public:
-    explicit RecordingNotifier(std::vector<Kind>& shown) : m_shown(shown) {}
+struct RecordingNotifier : DesktopNotifying {
+    std::vector<Kind> shown;
     void notify(const DesktopNotification& notification) override {
-        m_shown.push_back(notification.kind);
+        shown.push_back(notification.kind);
     }
-
-private:
-    std::vector<Kind>& m_shown;
 };
 
 struct Offer {
@@ -38,8 +34,9 @@ TEST(ThrottledNotifier, ShowsAtMostOneNotificationOfEachKindPerMinute) {
     };
     auto now = ThrottledNotifier::Clock::time_point{} + 1h;
     const auto start = now;
-    std::vector<Kind> shown;
-    ThrottledNotifier notifier(std::make_unique<RecordingNotifier>(shown), [&now] { return now; });
+    auto recorder = std::make_unique<RecordingNotifier>();
+    const auto& shown = recorder->shown;
+    ThrottledNotifier notifier(std::move(recorder), [&now] { return now; });
     std::vector<Kind> expected;
     for (const auto& offer : offers) {
         now = start + offer.at;

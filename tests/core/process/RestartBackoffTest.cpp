@@ -59,14 +59,5 @@ TEST_P(RestartBackoffTable, DelaysTheCheckAfterEachExit) {
 INSTANTIATE_TEST_SUITE_P(RestartBackoff, RestartBackoffTable, ::testing::ValuesIn(backoffCases),
                          [](const auto& info) { return std::string(info.param.name); });
 
-TEST(RestartBackoff, AUsersStopOrStartForgetsEarlierExits) {
-    RestartBackoff backoff;
-    const auto now = RestartBackoff::Clock::now();
-    backoff.exited(now, 60s);
-    backoff.exited(now, 60s);
-    backoff.reset();
-    EXPECT_EQ(backoff.exited(now, 60s).delay, 0ms);
-}
-
 } // namespace
 } // namespace velquor
