@@ -195,9 +195,9 @@ HttpResponse CurlHttpSession::get(const Url& url, std::chrono::milliseconds time
     // Timeouts must not rely on SIGALRM in a threaded daemon.
     setOption(easy, CURLOPT_NOSIGNAL, 1L, what);
     setOption(easy, CURLOPT_NETRC, static_cast<long>(CURL_NETRC_IGNORED), what);
-    // The answer must come from the endpoint itself; a proxy from the environment would also
-    // put a CONNECT head before it, which the end-of-head detection would take as the answer.
-    setOption(easy, CURLOPT_PROXY, "", what);
+    // Proxies come from http_proxy, https_proxy and no_proxy as libcurl reads them; a proxy's
+    // answer to CONNECT must not be taken for the endpoint's head.
+    setOption(easy, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L, what);
     setOption(easy, CURLOPT_HEADERFUNCTION, &onHeaderLine, what);
     setOption(easy, CURLOPT_HEADERDATA, &reception, what);
     setOption(easy, CURLOPT_WRITEFUNCTION, &refuseBody, what);

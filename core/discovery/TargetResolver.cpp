@@ -52,6 +52,19 @@ bool isPlainHost(std::string_view host) {
     });
 }
 
+// libcurl refuses a port above 65535 before the target rule could name it as such.
+TargetResolverError refusedByLibcurl(const std::string& text, std::string_view trimmed) {
+    const auto written = Url::authorityOf(trimmed);
+    if (written && written->port && isPlainHost(written->host)) {
+        try {
+            TargetEndpoint(written->host, *written->port);
+        } catch (const TargetEndpoint::ValidationError& error) {
+            return TargetResolverError::invalidTarget(error);
+        }
+    }
+    return TargetResolverError::malformedLocation(text);
+}
+
 } // namespace
 
 TargetResolver::TargetResolver(std::unique_ptr<HttpSession> session)
@@ -77,12 +90,13 @@ TargetEndpoint TargetResolver::parseLocation(const std::string& text) {
     if (!scheme) {
         throw TargetResolverError::unsupportedLocationScheme(std::nullopt);
     }
-    const auto url = Url::parse(trimmed);
-    if (!url) {
-        throw TargetResolverError::malformedLocation(text);
-    }
+    // Before libcurl, which cannot parse "mailto:x" or "urn:isbn:1" at all.
     if (*scheme != "http" && *scheme != "https") {
         throw TargetResolverError::unsupportedLocationScheme(*scheme);
+    }
+    const auto url = Url::parse(trimmed);
+    if (!url) {
+        throw refusedByLibcurl(text, trimmed);
     }
     // No default port: the discovery answer exists to tell the port.
     if (!url->host || !url->port || url->zoneId || !isPlainHost(*url->host)) {

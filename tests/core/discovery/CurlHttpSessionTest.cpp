@@ -2,12 +2,23 @@
 
 #include "core/discovery/CurlErrorCategory.h"
 #include "core/discovery/HttpResponse.h"
+#include "core/forwarding/NetworkPortChecker.h"
+#include "core/process/ProcessRunner.h"
+#include "core/process/ProcessSpawner.h"
 #include "tests/support/DiscoveryServer.h"
+#include "tests/support/Files.h"
 #include "tests/support/Network.h"
+#include "tests/support/TemporaryDirectory.h"
+#include "tests/support/Wait.h"
 
 #include <curl/curl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <fcntl.h>
+#include <sys/wait.h>
 
 namespace velquor {
 namespace {
@@ -105,6 +116,133 @@ TEST(CurlHttpSession, OversizedResponseHeadFailsCleanly) {
     const auto error = transportFailure([&] { CurlHttpSession().get(server.url(), 5s); });
     EXPECT_EQ(error.code(), curlError(CURLE_WEIRD_SERVER_REPLY));
     EXPECT_THAT(error.what(), ::testing::HasSubstr("response head exceeds 65536 bytes"));
+}
+
+// A program serving on a loopback port for the length of a test, then ended and reaped.
+class BackgroundServer {
+public:
+    BackgroundServer(const std::filesystem::path& program,
+                     const std::vector<std::string>& arguments, std::int64_t port) {
+        ProcessSpawner spawner;
+        spawner.mapToNullDevice(STDIN_FILENO, O_RDONLY);
+        spawner.mapToNullDevice(STDOUT_FILENO, O_WRONLY);
+        spawner.mapToNullDevice(STDERR_FILENO, O_WRONLY);
+        m_pid = spawner.spawn(program, arguments);
+        EXPECT_TRUE(test::waitUntil([&] {
+            return NetworkPortChecker().isListening("127.0.0.1", port);
+        })) << program
+            << " does not listen on " << port;
+    }
+    ~BackgroundServer() {
+        ::kill(m_pid, SIGTERM);
+        ::waitpid(m_pid, nullptr, 0);
+    }
+    BackgroundServer(const BackgroundServer&) = delete;
+    BackgroundServer& operator=(const BackgroundServer&) = delete;
+
+private:
+    std::int32_t m_pid = -1;
+};
+
+// The proxy settings of the environment, set for one test and restored after it.
+class ProxyEnvironment {
+public:
+    explicit ProxyEnvironment(const std::string& proxy) {
+        for (const char* name : names) {
+            if (const char* value = std::getenv(name)) {
+                m_saved.emplace_back(name, value);
+            }
+            ::unsetenv(name);
+        }
+        ::setenv("http_proxy", proxy.c_str(), 1);
+        ::setenv("https_proxy", proxy.c_str(), 1);
+    }
+    ~ProxyEnvironment() {
+        for (const char* name : names) {
+            ::unsetenv(name);
+        }
+        for (const auto& [name, value] : m_saved) {
+            ::setenv(name.c_str(), value.c_str(), 1);
+        }
+    }
+    ProxyEnvironment(const ProxyEnvironment&) = delete;
+    ProxyEnvironment& operator=(const ProxyEnvironment&) = delete;
+
+private:
+    static constexpr const char* names[] = {"http_proxy", "https_proxy", "HTTPS_PROXY", "all_proxy",
+                                            "ALL_PROXY",  "no_proxy",    "NO_PROXY"};
+    std::vector<std::pair<std::string, std::string>> m_saved;
+};
+
+// A real tinyproxy on a free port, with its request log, as the only way out.
+class ProxiedSessionTest : public ::testing::Test {
+protected:
+    test::TemporaryDirectory m_folder;
+    std::int64_t m_proxyPort = test::freeTcpPort();
+    std::unique_ptr<BackgroundServer> m_proxy;
+    std::unique_ptr<ProxyEnvironment> m_environment;
+
+    void SetUp() override {
+        // Allow: tinyproxy serves no client it is not told about, loopback included.
+        test::writeFile(m_folder / "tinyproxy.conf",
+                        "Port " + std::to_string(m_proxyPort) +
+                            "\nListen 127.0.0.1\nAllow 127.0.0.1\nTimeout 30\nLogLevel Connect\n"
+                            "LogFile \"" +
+                            (m_folder / "tinyproxy.log").string() + "\"\n");
+        m_proxy = std::make_unique<BackgroundServer>(
+            "/usr/bin/tinyproxy",
+            std::vector<std::string>{"-d", "-c", (m_folder / "tinyproxy.conf").string()},
+            m_proxyPort);
+        m_environment =
+            std::make_unique<ProxyEnvironment>("http://127.0.0.1:" + std::to_string(m_proxyPort));
+    }
+
+    bool proxyLogged(const std::string& request) {
+        return test::waitUntil([&] {
+            return test::readFile(m_folder / "tinyproxy.log").find(request) != std::string::npos;
+        });
+    }
+};
+
+TEST_F(ProxiedSessionTest, HttpDiscoveryGoesThroughTheProxyFromTheEnvironment) {
+    DiscoveryServer server(DiscoveryServer::redirectTo("10.0.0.5", 3260));
+    const auto response = CurlHttpSession().get(server.url(), 5s);
+    EXPECT_EQ(response.status, 302);
+    EXPECT_EQ(response.header("Location"), "http://10.0.0.5:3260/");
+    EXPECT_TRUE(proxyLogged("Request (file descriptor")) << "not sent through the proxy";
+    EXPECT_TRUE(proxyLogged("GET " + server.url().text));
+}
+
+TEST_F(ProxiedSessionTest, NoProxyNamesHostsReachedDirectly) {
+    ::setenv("no_proxy", "127.0.0.1", 1);
+    DiscoveryServer server(DiscoveryServer::redirectTo("10.0.0.5", 3260));
+    EXPECT_EQ(CurlHttpSession().get(server.url(), 5s).header("Location"), "http://10.0.0.5:3260/");
+    EXPECT_EQ(test::readFile(m_folder / "tinyproxy.log").find("Request (file"), std::string::npos);
+}
+
+// The proxy's "200 Connection established" ends a head too: taken for the answer, it would
+// read as a response without Location. The request must go on into TLS with the endpoint,
+// whose certificate no one trusts here.
+TEST_F(ProxiedSessionTest, HttpsDiscoveryTunnelsThroughTheProxyPastItsConnectAnswer) {
+    const auto certificate = m_folder / "cert.pem";
+    const auto key = m_folder / "key.pem";
+    const auto made =
+        ProcessRunner("/usr/bin/openssl",
+                      {"req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1",
+                       "-nodes", "-keyout", key.string(), "-out", certificate.string(), "-subj",
+                       "/CN=127.0.0.1", "-days", "1"},
+                      30s)
+            .run();
+    ASSERT_EQ(made.exitCode, 0);
+    const auto tlsPort = test::freeTcpPort();
+    BackgroundServer tls("/usr/bin/openssl",
+                         {"s_server", "-quiet", "-accept", std::to_string(tlsPort), "-cert",
+                          certificate.string(), "-key", key.string()},
+                         tlsPort);
+    const auto url = Url::parse("https://127.0.0.1:" + std::to_string(tlsPort) + "/dynamic-port");
+    const auto error = transportFailure([&] { CurlHttpSession().get(*url, 5s); });
+    EXPECT_EQ(error.code(), curlError(CURLE_PEER_FAILED_VERIFICATION)) << error.what();
+    EXPECT_TRUE(proxyLogged("CONNECT 127.0.0.1:" + std::to_string(tlsPort)));
 }
 
 } // namespace

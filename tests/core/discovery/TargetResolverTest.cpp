@@ -79,6 +79,11 @@ TEST(TargetResolverParseLocation, AcceptsHttpUrlsWithHostAndExplicitPort) {
         {"https://h:65535", {"h", 65535}},
         {"http://[::1]:3260", {"[::1]", 3260}},
         {"http://[::ffff:10.0.0.5]:1", {"[::ffff:10.0.0.5]", 1}},
+        // As the server wrote them, not as libcurl would rewrite them.
+        {"http://010.0.0.5:3260", {"010.0.0.5", 3260}},
+        {"http://0x7f.1:80", {"0x7f.1", 80}},
+        {"http://[::FFFF:10.0.0.5]:1", {"[::FFFF:10.0.0.5]", 1}},
+        {"http:/Target.Example:7", {"Target.Example", 7}},
     };
     for (const auto& [text, target] : cases) {
         try {
@@ -99,9 +104,16 @@ TEST(TargetResolverParseLocation, RefusesWhatNamesNoUsableTarget) {
         {" \n", E::unsupportedLocationScheme(std::nullopt)},
         {"http://10.0.0.5", E::malformedLocation("http://10.0.0.5")},
         {" http://10.0.0.5:/x ", E::malformedLocation(" http://10.0.0.5:/x ")},
-        {"http://host:99999/", E::malformedLocation("http://host:99999/")},
+        {"mailto:x", E::unsupportedLocationScheme("mailto")},
+        {"urn:isbn:1", E::unsupportedLocationScheme("urn")},
+        {"ftp:foo", E::unsupportedLocationScheme("ftp")},
         {"http://", E::malformedLocation("http://")},
+        {"http://h:99999999999999999999/", E::malformedLocation("http://h:99999999999999999999/")},
         {"http://10.0.0.5:0", E::invalidTarget(TargetEndpoint::ValidationError::invalidPort(0))},
+        {"http://host:99999/",
+         E::invalidTarget(TargetEndpoint::ValidationError::invalidPort(99999))},
+        {"http://u:p@h:70000/x",
+         E::invalidTarget(TargetEndpoint::ValidationError::invalidPort(70000))},
     };
     for (const auto& [text, error] : cases) {
         expectError([&] { TargetResolver::parseLocation(text); }, error);
