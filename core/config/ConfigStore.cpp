@@ -1,16 +1,18 @@
 #include "core/config/ConfigStore.h"
 
 #include "core/files/AtomicFile.h"
+#include "core/files/FileDescriptor.h"
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <ctime>
 #include <fcntl.h>
-#include <fstream>
-#include <sstream>
+#include <stdexcept>
+#include <sys/stat.h>
 #include <system_error>
 
 namespace velquor {
@@ -27,19 +29,39 @@ std::string asideTimestamp() {
     return text;
 }
 
-std::string readWholeFile(const std::filesystem::path& path) {
-    if (std::filesystem::is_directory(path)) {
-        throw std::system_error(EISDIR, std::generic_category(), "reading " + path.string());
+[[noreturn]] void fail(int error, const std::filesystem::path& path) {
+    throw std::system_error(error, std::generic_category(), "reading " + path.string());
+}
+
+// A file we may not read is the user's business, not damage: it stays where it is.
+class UnreadableFile : public std::system_error {
+public:
+    using std::system_error::system_error;
+};
+
+std::string readAll(int fd, const std::filesystem::path& path) {
+    std::string bytes;
+    char buffer[65536];
+    for (;;) {
+        const auto got = ::read(fd, buffer, sizeof buffer);
+        if (got < 0 && errno == EINTR) {
+            continue;
+        }
+        if (got < 0) {
+            fail(errno, path);
+        }
+        if (got == 0) {
+            return bytes;
+        }
+        bytes.append(buffer, static_cast<std::size_t>(got));
     }
-    if (std::filesystem::file_size(path) > ConfigStore::maximumFileSize) {
-        throw std::system_error(EFBIG, std::generic_category(), "reading " + path.string());
-    }
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream content;
-    if (!in || !(content << in.rdbuf())) {
-        throw std::system_error(errno, std::generic_category(), "reading " + path.string());
-    }
-    return std::move(content).str();
+}
+
+// A reason fit for one log line: the text can quote the file.
+std::string oneLine(std::string text) {
+    std::ranges::replace_if(
+        text, [](char c) { return static_cast<unsigned char>(c) < 0x20; }, ' ');
+    return text;
 }
 
 // Unlike rename(2), never replaces an earlier set-aside file of the same second.
@@ -65,48 +87,103 @@ void renameWithoutReplacing(const std::filesystem::path& from, const std::filesy
 
 ConfigStore::ConfigStore(std::filesystem::path configURL) : m_configURL(std::move(configURL)) {}
 
-ForwarderConfig ConfigStore::load() const {
+ForwarderConfig ConfigStore::load() {
+    return loadReporting().config;
+}
+
+ConfigStore::Loaded ConfigStore::loadReporting() {
     std::error_code error;
     const auto status = std::filesystem::symlink_status(m_configURL, error);
     if (status.type() == std::filesystem::file_type::not_found) {
         saveInternal(ForwarderConfig::defaults());
-        return ForwarderConfig::defaults();
+        return {ForwarderConfig::defaults(), std::nullopt};
     }
     try {
-        return readValidConfig();
-    } catch (const std::exception&) {
-        // Why the file was unusable is not reported; its bytes stay in the set-aside file.
-        moveCorruptedConfigAside();
+        return {readValidConfig(), std::nullopt};
+    } catch (const UnreadableFile&) {
+        throw;
+    } catch (const std::exception& damage) {
+        // The bytes stay in the set-aside file, for the user to look at.
+        const auto aside = moveCorruptedConfigAside();
         saveInternal(ForwarderConfig::defaults());
-        return ForwarderConfig::defaults();
+        return {ForwarderConfig::defaults(),
+                SetAside{aside.value_or(m_configURL), oneLine(damage.what())}};
     }
 }
 
-ForwarderConfig ConfigStore::readValidConfig() const {
-    const auto json = nlohmann::json::parse(readWholeFile(m_configURL));
-    return ForwarderConfig::fromJson(json).validated();
+ForwarderConfig ConfigStore::readValidConfig() {
+    // Non-blocking: a FIFO put in its place must not hang the service.
+    const FileDescriptor fd(::open(m_configURL.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    if (fd.get() < 0) {
+        if (errno == EACCES || errno == EPERM) {
+            throw UnreadableFile(errno, std::generic_category(), "reading " + m_configURL.string());
+        }
+        fail(errno, m_configURL);
+    }
+    struct stat info {};
+    if (::fstat(fd.get(), &info) != 0) {
+        fail(errno, m_configURL);
+    }
+    if (!S_ISREG(info.st_mode)) {
+        fail(S_ISDIR(info.st_mode) ? EISDIR : EINVAL, m_configURL);
+    }
+    if (static_cast<std::uintmax_t>(info.st_size) > maximumFileSize) {
+        fail(EFBIG, m_configURL);
+    }
+    const auto bytes = readAll(fd.get(), m_configURL);
+    // The JSON reader would stop at a NUL and never see what follows it.
+    if (bytes.find('\0') != std::string::npos) {
+        throw std::invalid_argument("a NUL byte in " + m_configURL.string());
+    }
+    auto config = ForwarderConfig::fromJson(nlohmann::json::parse(bytes)).validated();
+    m_stamp =
+        Stamp{info.st_dev, info.st_ino, info.st_size, info.st_mtim.tv_sec, info.st_mtim.tv_nsec};
+    return config;
 }
 
-void ConfigStore::save(const ForwarderConfig& config) const {
+void ConfigStore::save(const ForwarderConfig& config) {
     saveInternal(config.validated());
 }
 
-void ConfigStore::saveInternal(const ForwarderConfig& config) const {
+void ConfigStore::saveInternal(const ForwarderConfig& config) {
     const auto folder = m_configURL.parent_path();
     if (!folder.empty()) {
         createDirectories(folder);
     }
-    writeFileAtomically(m_configURL, config.toJson().dump(2) + "\n");
+    // Replacing the link itself would cut it off from the file it names.
+    std::error_code error;
+    auto target = std::filesystem::is_symlink(m_configURL, error)
+                      ? std::filesystem::canonical(m_configURL, error)
+                      : m_configURL;
+    if (error) {
+        target = m_configURL;
+    }
+    writeFileAtomically(target, config.toJson().dump(2) + "\n");
+    m_stamp = stampOf(m_configURL);
 }
 
-void ConfigStore::moveCorruptedConfigAside() const {
+std::optional<std::filesystem::path> ConfigStore::moveCorruptedConfigAside() const {
     std::error_code error;
     if (std::filesystem::symlink_status(m_configURL, error).type() ==
         std::filesystem::file_type::not_found) {
-        return;
+        return std::nullopt;
     }
     const auto aside = m_configURL.parent_path() / ("config.json.invalid-" + asideTimestamp());
     renameWithoutReplacing(m_configURL, aside);
+    return aside;
+}
+
+bool ConfigStore::changedOnDisk() const {
+    const auto now = stampOf(m_configURL);
+    return m_stamp && now && now != m_stamp;
+}
+
+std::optional<ConfigStore::Stamp> ConfigStore::stampOf(const std::filesystem::path& path) {
+    struct stat info {};
+    if (::stat(path.c_str(), &info) != 0) {
+        return std::nullopt;
+    }
+    return Stamp{info.st_dev, info.st_ino, info.st_size, info.st_mtim.tv_sec, info.st_mtim.tv_nsec};
 }
 
 } // namespace velquor

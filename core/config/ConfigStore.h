@@ -2,38 +2,71 @@
 
 #include "core/config/ForwarderConfig.h"
 
+#include <cstdint>
 #include <filesystem>
+#include <optional>
+#include <string>
 
 namespace velquor {
 
-// Keeps one ForwarderConfig in one JSON file (pretty printed, keys sorted). A missing file is
-// created with the defaults; a damaged or invalid one is renamed aside, never repaired in place.
-// Every call reads or writes the file afresh; nothing is cached.
+// Keeps one ForwarderConfig in one JSON file (pretty printed, keys sorted), private to the user
+// (0600) when created. A missing file is created with the defaults; a damaged or invalid one is
+// renamed aside, never repaired in place; one that cannot be read for lack of permission is left
+// alone. A symlinked file is written through to its target. Every call reads or writes the file
+// afresh; only the file's stamp at the last read or write is kept, to tell a hand edit.
 class ConfigStore {
 public:
+    // A damaged file that load() renamed aside, and why it could not be used.
+    struct SetAside {
+        std::filesystem::path path;
+        std::string reason; // one line
+    };
+    struct Loaded {
+        ForwarderConfig config;
+        std::optional<SetAside> setAside;
+    };
+
     explicit ConfigStore(std::filesystem::path configURL);
 
     const std::filesystem::path& configURL() const noexcept { return m_configURL; }
 
-    ForwarderConfig load() const;
+    ForwarderConfig load();
+    // As load(), telling also what was set aside.
+    Loaded loadReporting();
 
     // Validates first; an invalid listen or recent port throws and leaves the file untouched.
-    void save(const ForwarderConfig& config) const;
+    void save(const ForwarderConfig& config);
 
     // Writes without validating, for records the owner already holds.
-    void saveInternal(const ForwarderConfig& config) const;
+    void saveInternal(const ForwarderConfig& config);
 
-    // Renames the file to "config.json.invalid-<UTC time>" beside it; nothing when it is missing.
-    // Throws when the rename fails, for example because that name is taken.
-    void moveCorruptedConfigAside() const;
+    // Renames the file to "config.json.invalid-<UTC time>" beside it and returns that path;
+    // nothing when it is missing. Throws when the rename fails, for example because that name is
+    // taken.
+    std::optional<std::filesystem::path> moveCorruptedConfigAside() const;
+
+    // True when the file was changed or replaced since this store last read or wrote it; false
+    // before the first read or write, and when it is gone (there is nothing to load then).
+    bool changedOnDisk() const;
 
     // Anything larger cannot be a configuration file and is set aside without being read.
     static constexpr std::uintmax_t maximumFileSize = 1024 * 1024;
 
 private:
-    ForwarderConfig readValidConfig() const;
+    struct Stamp {
+        std::uint64_t device = 0;
+        std::uint64_t inode = 0;
+        std::int64_t size = 0;
+        std::int64_t modifiedSeconds = 0;
+        std::int64_t modifiedNanoseconds = 0;
+        bool operator==(const Stamp&) const = default;
+    };
+    static std::optional<Stamp> stampOf(const std::filesystem::path& path);
+
+    ForwarderConfig readValidConfig();
 
     std::filesystem::path m_configURL;
+    std::optional<Stamp> m_stamp;
 };
 
 } // namespace velquor

@@ -115,9 +115,9 @@ void LaunchAgentManager::install() {
                                 "finding the program to start at login");
     }
 #ifdef __APPLE__
-    writeFileAtomically(m_plistURL, launchAgentPlistText(m_label, program));
+    writeFileAtomically(m_plistURL, launchAgentPlistText(m_label, program), NewFileMode::userUmask);
 #else
-    writeFileAtomically(m_plistURL, desktopEntryText(program));
+    writeFileAtomically(m_plistURL, desktopEntryText(program), NewFileMode::userUmask);
 #endif
 }
 

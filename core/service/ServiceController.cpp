@@ -1,5 +1,7 @@
 #include "core/service/ServiceController.h"
 
+#include "core/discovery/Url.h"
+
 #include <sys/stat.h>
 #include <utility>
 
@@ -81,7 +83,7 @@ SocatRuntimeStatus ServiceController::probe() {
 
 void ServiceController::log(const std::string& message) {
     try {
-        m_logManager.append(message, Clock::now());
+        m_logManager.append(redactUrlPasswords(message), Clock::now());
         m_logWriteError.reset();
     } catch (const std::exception& error) {
         // A log that cannot be written must never stop the service.
@@ -97,20 +99,45 @@ void ServiceController::fail(const std::string& errorText, const std::string& lo
 
 // --- lifecycle ---
 
-ServiceSnapshot ServiceController::load(bool startIfConfigured) {
-    std::optional<ForwarderConfig> loaded;
+bool ServiceController::adoptStoredConfig(const std::string& loadedLine) {
+    std::optional<ConfigStore::Loaded> loaded;
     try {
-        loaded = m_configStore.load();
+        loaded = m_configStore.loadReporting();
     } catch (const std::exception& error) {
         m_lastError = error.what();
         log(std::string("ERROR: Failed to load configuration: ") + error.what());
-        return snapshot();
+        return false;
     }
-    m_config = std::move(*loaded);
+    if (const auto& aside = loaded->setAside) {
+        log("WARNING: Damaged configuration file set aside as " + aside->path.string() + " (" +
+            aside->reason + "); using the defaults");
+    }
+    m_config = std::move(loaded->config);
     m_config.recordListenPorts({m_config.listenPort}); // the store only returns valid ports
     m_currentTarget = m_config.target;
     m_lastError.reset();
-    log("Configuration loaded");
+    log(loadedLine);
+    return true;
+}
+
+std::optional<ServiceSnapshot> ServiceController::reloadIfChangedOnDisk() {
+    if (!m_configStore.changedOnDisk()) {
+        return std::nullopt;
+    }
+    const ForwarderConfig oldConfig = m_config;
+    const bool wasRunning = probe().isRunning();
+    if (adoptStoredConfig("Configuration reloaded from disk") && wasRunning &&
+        requiresSocatRestart(oldConfig, m_config)) {
+        log("Configuration changed while running: restarting socat");
+        return restartAfterConfigChange(oldConfig);
+    }
+    return std::nullopt;
+}
+
+ServiceSnapshot ServiceController::load(bool startIfConfigured) {
+    if (!adoptStoredConfig("Configuration loaded")) {
+        return snapshot();
+    }
     updateRuntimeStatus(probe());
     if (startIfConfigured && m_config.autoStart && !probe().isRunning()) {
         log("Auto start enabled: starting forwarding service");
@@ -172,6 +199,9 @@ ServiceSnapshot ServiceController::restartAfterConfigChange(const ForwarderConfi
 }
 
 ServiceSnapshot ServiceController::start() {
+    if (auto restarted = reloadIfChangedOnDisk()) {
+        return *restarted;
+    }
     if (m_isStartInProgress || probe().kind == SocatRuntimeStatus::Kind::trackedSocat) {
         m_status = ServiceStatus::running;
         m_lastError.reset();
@@ -313,6 +343,9 @@ void ServiceController::adoptTarget(const TargetEndpoint& target) {
     m_currentTarget = target;
     m_config.target = target;
     m_config.recordListenPorts({m_config.listenPort});
+    if (m_configStore.changedOnDisk()) {
+        return; // edited by hand and not loadable: left as the user made it
+    }
     try {
         m_configStore.saveInternal(m_config.validated());
     } catch (const std::exception&) {
@@ -363,6 +396,9 @@ ServiceSnapshot ServiceController::followMovedTarget(const TargetEndpoint& oldTa
 
 ServiceSnapshot ServiceController::healthCheck() {
     m_lastCheckAt = Clock::now();
+    if (auto restarted = reloadIfChangedOnDisk()) {
+        return *restarted;
+    }
     const auto runtimeStatus = probe();
     updateRuntimeStatus(runtimeStatus);
     const auto oldTarget = m_config.target;
@@ -386,6 +422,9 @@ ServiceSnapshot ServiceController::healthCheck() {
 }
 
 ServiceSnapshot ServiceController::checkNow() {
+    if (auto restarted = reloadIfChangedOnDisk()) {
+        return *restarted;
+    }
     m_status = ServiceStatus::checking;
     m_lastCheckAt = Clock::now();
     const auto runtimeStatus = probe();

@@ -64,7 +64,13 @@ private:
     void updateRuntimeStatus(const SocatRuntimeStatus& runtimeStatus);
     SocatRuntimeStatus probe(const std::string& host, std::int64_t port);
     SocatRuntimeStatus probe();
+    // Passwords in URLs are shown as "***".
     void log(const std::string& message);
+    // Takes the stored record as load does; false, with the failure logged, when it cannot.
+    bool adoptStoredConfig(const std::string& loadedLine);
+    // A hand edit of the file since our last read or write wins over our copy, as it would at
+    // the next start. A snapshot when that restarted the forwarder.
+    std::optional<ServiceSnapshot> reloadIfChangedOnDisk();
     void fail(const std::string& errorText, const std::string& logPrefix);
     TargetEndpoint resolveTargetWithFallbackLog(const std::string& context);
     // Caches the target and persists it when the record is valid; a failed write is ignored.

@@ -10,6 +10,7 @@
 #include <chrono>
 #include <fstream>
 #include <sstream>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace velquor {
@@ -38,10 +39,13 @@ protected:
     ConfigStore m_store{m_file};
 
     void expectSetAsideAndReplaced(const std::string& bytes) {
-        const auto config = m_store.load();
-        EXPECT_EQ(config, ForwarderConfig::defaults());
+        const auto loaded = m_store.loadReporting();
+        EXPECT_EQ(loaded.config, ForwarderConfig::defaults());
         const auto aside = asideFiles(m_file.parent_path());
         ASSERT_EQ(aside.size(), 1u);
+        ASSERT_TRUE(loaded.setAside);
+        EXPECT_EQ(loaded.setAside->path, aside[0]);
+        EXPECT_FALSE(loaded.setAside->reason.empty());
         EXPECT_EQ(readFile(aside[0]), bytes) << "the damaged file lost bytes";
         EXPECT_EQ(ForwarderConfig::fromJson(nlohmann::json::parse(readFile(m_file))),
                   ForwarderConfig::defaults());
@@ -80,6 +84,7 @@ TEST_F(ConfigStoreTest, DamagedFilesAreSetAsideWithEveryByteAndReplacedByDefault
         {"fractional port", withPort(18082.5)},
         {"string port", withPort("18082")},
         {"huge", std::string(50 * 1024 * 1024, ' ') + valid.dump()},
+        {"garbage after a NUL", valid.dump() + std::string(1, '\0') + "garbage"},
     };
     for (const auto& [name, bytes] : cases) {
         SCOPED_TRACE(name);
@@ -163,6 +168,65 @@ TEST_F(ConfigStoreTest, WriteFailuresAreReportedAndLeaveNothingBehind) {
     fs::permissions(m_file.parent_path(), fs::perms::owner_all);
     EXPECT_EQ(std::distance(fs::directory_iterator(m_file.parent_path()), {}), 1)
         << "a temporary file was left behind";
+}
+
+mode_t modeOf(const fs::path& path) {
+    struct stat info {};
+    EXPECT_EQ(::stat(path.c_str(), &info), 0) << path;
+    return info.st_mode & 07777;
+}
+
+TEST_F(ConfigStoreTest, TheFileIsCreatedPrivateAndKeepsAModeTheUserChose) {
+    const mode_t previous = ::umask(022);
+    m_store.load();
+    ::umask(previous);
+    EXPECT_EQ(modeOf(m_file), 0600u) << "it may carry a password in the discovery URL";
+    fs::permissions(m_file, fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read);
+    m_store.save(ForwarderConfig::defaults());
+    EXPECT_EQ(modeOf(m_file), 0640u);
+}
+
+TEST_F(ConfigStoreTest, ASymlinkedFileIsWrittenThroughToItsTarget) {
+    const auto real = m_dir / "dotfiles" / "velquor.json";
+    fs::create_directories(real.parent_path());
+    fs::create_directories(m_file.parent_path());
+    writeFile(real, ForwarderConfig::defaults().toJson().dump());
+    fs::create_symlink("../dotfiles/velquor.json", m_file);
+    auto config = m_store.load();
+    config.autoStart = true;
+    m_store.save(config);
+    EXPECT_TRUE(fs::is_symlink(m_file));
+    EXPECT_EQ(fs::read_symlink(m_file), "../dotfiles/velquor.json");
+    EXPECT_EQ(nlohmann::json::parse(readFile(real))["autoStart"], true);
+    EXPECT_EQ(std::distance(fs::directory_iterator(real.parent_path()), {}), 1);
+}
+
+TEST_F(ConfigStoreTest, AFileWeMayNotReadIsReportedAndLeftInPlace) {
+    if (::geteuid() == 0) {
+        GTEST_SKIP() << "root reads every file";
+    }
+    fs::create_directories(m_file.parent_path());
+    writeFile(m_file, "{\"mine\": true}");
+    fs::permissions(m_file, fs::perms::none);
+    EXPECT_THROW(m_store.load(), std::system_error);
+    fs::permissions(m_file, fs::perms::owner_all);
+    EXPECT_EQ(readFile(m_file), "{\"mine\": true}");
+    EXPECT_TRUE(asideFiles(m_file.parent_path()).empty());
+}
+
+TEST_F(ConfigStoreTest, OnlyAChangeByAnotherHandSinceTheLastReadOrWriteCounts) {
+    EXPECT_FALSE(m_store.changedOnDisk()) << "nothing read yet";
+    m_store.load();
+    EXPECT_FALSE(m_store.changedOnDisk());
+    writeFile(m_file, readFile(m_file) + " ");
+    EXPECT_TRUE(m_store.changedOnDisk());
+    m_store.load();
+    EXPECT_FALSE(m_store.changedOnDisk());
+    fs::rename(m_file, m_dir / "elsewhere");
+    EXPECT_FALSE(m_store.changedOnDisk()) << "a removed file has nothing to load";
+    fs::rename(m_dir / "elsewhere", m_file);
+    m_store.save(ForwarderConfig::defaults());
+    EXPECT_FALSE(m_store.changedOnDisk());
 }
 
 } // namespace
