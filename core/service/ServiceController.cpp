@@ -2,7 +2,6 @@
 
 #include "core/discovery/Url.h"
 
-#include <sys/stat.h>
 #include <utility>
 
 namespace velquor {
@@ -22,15 +21,6 @@ std::string joinIdentifiers(const std::vector<std::int32_t>& ids) {
 
 bool isNoTrackedProcess(const SocatManagerError& error) {
     return error.kind() == SocatManagerError::Kind::noTrackedProcess;
-}
-
-// Device and inode of the file at path; nothing when it does not exist.
-std::optional<std::pair<dev_t, ino_t>> fileIdentity(const std::filesystem::path& path) {
-    struct stat info {};
-    if (::stat(path.c_str(), &info) != 0) {
-        return std::nullopt;
-    }
-    return std::pair(info.st_dev, info.st_ino);
 }
 
 } // namespace
@@ -289,30 +279,34 @@ void ServiceController::note(const std::string& message) {
 
 ServiceSnapshot ServiceController::reloadConfig() {
     const auto& file = m_configStore.configURL();
-    const auto before = fileIdentity(file);
-    std::optional<ForwarderConfig> stored;
+    std::error_code ignored;
+    const bool existed = std::filesystem::exists(file, ignored);
+    std::optional<ConfigStore::Loaded> loaded;
     try {
-        stored = m_configStore.load();
+        loaded = m_configStore.loadReporting();
     } catch (const std::exception& error) {
         m_lastError = error.what();
         log(std::string("ERROR: Failed to reload configuration: ") + error.what());
         return snapshot();
     }
-    // The store leaves a file it could use as it was, and replaces one it could not (missing,
-    // damaged or invalid) after setting it aside.
-    if (!before || fileIdentity(file) != before) {
-        std::string written;
+    // A missing or damaged file was replaced by the defaults; the settings in use are better.
+    if (!existed || loaded->setAside) {
+        std::string why;
+        if (loaded->setAside) {
+            why = " (set aside as " + loaded->setAside->path.string() + ": " +
+                  loaded->setAside->reason + ")";
+        }
         try {
             m_configStore.saveInternal(m_config);
         } catch (const std::exception& error) {
-            written = std::string("; writing them back failed: ") + error.what();
+            why += std::string("; writing them back failed: ") + error.what();
         }
         log("WARNING: Configuration file " + file.string() +
-            " could not be used on reload; keeping the settings in use" + written);
+            " could not be used on reload; keeping the settings in use" + why);
         return snapshot();
     }
     log("Configuration reloaded from " + file.string());
-    return saveConfig(*stored);
+    return saveConfig(loaded->config);
 }
 
 void ServiceController::pruneLogs() {
