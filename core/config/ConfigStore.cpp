@@ -146,6 +146,12 @@ void ConfigStore::save(const ForwarderConfig& config) {
 }
 
 void ConfigStore::saveInternal(const ForwarderConfig& config) {
+    // The ports stay unchecked here, but no host is written that socat could read as more
+    // than a host: the file is where the next start takes them from.
+    ForwarderConfig::validateListenHost(config.listenHost);
+    if (config.target) {
+        (void)config.target->validated();
+    }
     const auto folder = m_configURL.parent_path();
     if (!folder.empty()) {
         createDirectories(folder);

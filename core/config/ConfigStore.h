@@ -30,14 +30,17 @@ public:
 
     const std::filesystem::path& configURL() const noexcept { return m_configURL; }
 
+    // A file that fails ForwarderConfig::validated() (ports, listen host, cached target) is set
+    // aside like an undecodable one and the defaults are returned.
     ForwarderConfig load();
     // As load(), telling also what was set aside.
     Loaded loadReporting();
 
-    // Validates first; an invalid listen or recent port throws and leaves the file untouched.
+    // Validates first; an invalid record throws and leaves the file untouched.
     void save(const ForwarderConfig& config);
 
-    // Writes without validating, for records the owner already holds.
+    // Writes without checking the ports, for records the owner already holds; hosts that break
+    // the plain-host rule still throw and leave the file untouched.
     void saveInternal(const ForwarderConfig& config);
 
     // Renames the file to "config.json.invalid-<UTC time>" beside it and returns that path;

@@ -2,6 +2,8 @@
 
 #include "core/BuildInfo.h"
 #include "core/config/JsonFields.h"
+#include "core/net/PlainHost.h"
+#include "core/text/QuotedText.h"
 
 #include <nlohmann/json.hpp>
 
@@ -38,12 +40,26 @@ void validatePorts(const std::vector<std::int64_t>& ports) {
 
 } // namespace
 
-ForwarderConfig::ValidationError::ValidationError(std::int64_t port)
-    : Error("invalidListenPort(" + std::to_string(port) + ")"), m_port(port) {}
+ForwarderConfig::ValidationError::ValidationError(Kind kind, std::string host, std::int64_t port,
+                                                  std::string text)
+    : Error(std::move(text)), m_kind(kind), m_host(std::move(host)), m_port(port) {}
 
 ForwarderConfig::ValidationError
 ForwarderConfig::ValidationError::invalidListenPort(std::int64_t port) {
-    return ValidationError(port);
+    return {Kind::invalidListenPort, {}, port, "invalidListenPort(" + std::to_string(port) + ")"};
+}
+
+ForwarderConfig::ValidationError
+ForwarderConfig::ValidationError::invalidListenHost(std::string host) {
+    auto text = "invalidListenHost(" + quotedText(host) + ")";
+    return {Kind::invalidListenHost, std::move(host), 0, std::move(text)};
+}
+
+ForwarderConfig::ValidationError
+ForwarderConfig::ValidationError::targetIsListenAddress(std::string host, std::int64_t port) {
+    auto text =
+        "targetIsListenAddress(host: " + quotedText(host) + ", port: " + std::to_string(port) + ")";
+    return {Kind::targetIsListenAddress, std::move(host), port, std::move(text)};
 }
 
 const Url& ForwarderConfig::defaultDiscoveryURL() {
@@ -89,9 +105,19 @@ void ForwarderConfig::validateListenPort(std::int64_t port) {
     }
 }
 
+void ForwarderConfig::validateListenHost(const std::string& host) {
+    if (!isPlainHost(host)) {
+        throw ValidationError::invalidListenHost(host);
+    }
+}
+
 ForwarderConfig ForwarderConfig::validated() const {
     validateListenPort(listenPort);
     validatePorts(recentListenPorts);
+    validateListenHost(listenHost);
+    if (target) {
+        (void)target->validated();
+    }
     return *this;
 }
 

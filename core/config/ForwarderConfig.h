@@ -14,22 +14,32 @@
 namespace velquor {
 
 // The one persisted settings record. Listen ports are valid from 1024 to 65535;
-// recentListenPorts holds only valid ports, no repeats, at most 8, current port last.
+// recentListenPorts holds only valid ports, no repeats, at most 8, current port last. The
+// listen host must be a plain host (core/net/PlainHost.h): it ends up on socat's command line.
 struct ForwarderConfig {
     class ValidationError : public Error {
     public:
-        enum class Kind { invalidListenPort };
+        enum class Kind { invalidListenPort, invalidListenHost, targetIsListenAddress };
 
         static ValidationError invalidListenPort(std::int64_t port);
+        // Text form invalidListenHost("127.0.0.1,fork").
+        static ValidationError invalidListenHost(std::string host);
+        // A target that would have the forwarder connect to its own listener, each connection
+        // forking another relay until the process table is full. The payload is the target:
+        // targetIsListenAddress(host: "localhost", port: 18082).
+        static ValidationError targetIsListenAddress(std::string host, std::int64_t port);
 
-        Kind kind() const noexcept { return Kind::invalidListenPort; }
+        Kind kind() const noexcept { return m_kind; }
+        const std::string& host() const noexcept { return m_host; }
         std::int64_t port() const noexcept { return m_port; }
         bool operator==(const ValidationError& other) const noexcept {
-            return m_port == other.m_port;
+            return m_kind == other.m_kind && m_host == other.m_host && m_port == other.m_port;
         }
 
     private:
-        explicit ValidationError(std::int64_t port);
+        ValidationError(Kind kind, std::string host, std::int64_t port, std::string text);
+        Kind m_kind;
+        std::string m_host;
         std::int64_t m_port;
     };
 
@@ -62,8 +72,10 @@ struct ForwarderConfig {
 
     static bool isValidListenPort(std::int64_t port) noexcept;
     static void validateListenPort(std::int64_t port);
+    static void validateListenHost(const std::string& host);
 
-    // An unchanged copy, or the first invalid port: the listen port, then the history.
+    // An unchanged copy, or the first error: the listen port, the history, the listen host
+    // (ValidationError), then a cached target (TargetEndpoint::ValidationError).
     ForwarderConfig validated() const;
 
     // All-or-nothing: an invalid port among the given ones changes nothing.

@@ -9,30 +9,39 @@
 
 namespace velquor {
 
-// The remote iSCSI target: a trimmed, non-empty host and a port from 1 to 65535.
+// The remote iSCSI target: a trimmed, plain host (core/net/PlainHost.h) and a port from 1 to
+// 65535.
 class TargetEndpoint {
 public:
     class ValidationError : public Error {
     public:
-        enum class Kind { emptyHost, invalidPort };
+        enum class Kind { emptyHost, invalidHost, invalidPort };
 
         static ValidationError emptyHost();
+        // A host socat would read as more than a host; its text form is invalidHost("a,b").
+        static ValidationError invalidHost(std::string host);
         static ValidationError invalidPort(std::int64_t port);
 
         Kind kind() const noexcept { return m_kind; }
+        const std::string& host() const noexcept { return m_host; }
         std::int64_t port() const noexcept { return m_port; }
         bool operator==(const ValidationError& other) const noexcept {
-            return m_kind == other.m_kind && m_port == other.m_port;
+            return m_kind == other.m_kind && m_host == other.m_host && m_port == other.m_port;
         }
 
     private:
-        ValidationError(Kind kind, std::int64_t port, std::string text);
+        ValidationError(Kind kind, std::string host, std::int64_t port, std::string text);
         Kind m_kind;
+        std::string m_host;
         std::int64_t m_port;
     };
 
-    // Throws ValidationError.
+    // Trims the host, then checks it (emptyHost, invalidHost) before the port (invalidPort).
     TargetEndpoint(std::string host, std::int64_t port);
+
+    // The same checks for a decoded target, which is taken as it stands: an unchanged copy, or
+    // the first error. Every user of a stored target goes through here.
+    TargetEndpoint validated() const;
 
     const std::string& host() const noexcept { return m_host; }
     std::int64_t port() const noexcept { return m_port; }

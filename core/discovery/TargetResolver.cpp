@@ -2,6 +2,7 @@
 
 #include "core/discovery/CurlHttpSession.h"
 #include "core/discovery/TargetResolverError.h"
+#include "core/net/PlainHost.h"
 #include "core/text/Whitespace.h"
 
 #include <algorithm>
@@ -20,10 +21,6 @@ bool isDigit(char c) {
     return c >= '0' && c <= '9';
 }
 
-bool isHexDigit(char c) {
-    return isDigit(c) || (c >= 'A' && c <= 'F') || (c >= 'a' && c <= 'f');
-}
-
 // scheme ":" with scheme = ALPHA *( ALPHA / DIGIT / "+" / "-" / "." ). libcurl cannot parse a
 // relative reference at all, so telling one apart from a broken absolute URL is done here.
 std::optional<std::string> schemeOf(std::string_view text) {
@@ -36,20 +33,6 @@ std::optional<std::string> schemeOf(std::string_view text) {
         return isAlpha(c) || isDigit(c) || c == '+' || c == '-' || c == '.';
     });
     return valid ? std::optional<std::string>(scheme) : std::nullopt;
-}
-
-// The host becomes part of socat's "TCP:<host>:<port>,nodelay,keepalive", and it comes from
-// the network, often over plain HTTP: anything socat reads as address syntax (',' ':' '!',
-// blanks, controls, …) would let the answer add options or addresses. Only plain names and
-// bracketed IPv6 literals (which socat needs with their brackets) pass.
-bool isPlainHost(std::string_view host) {
-    if (host.size() > 2 && host.front() == '[' && host.back() == ']') {
-        return std::ranges::all_of(host.substr(1, host.size() - 2),
-                                   [](char c) { return isHexDigit(c) || c == ':' || c == '.'; });
-    }
-    return !host.empty() && std::ranges::all_of(host, [](char c) {
-        return isAlpha(c) || isDigit(c) || c == '.' || c == '-' || c == '_';
-    });
 }
 
 // libcurl refuses a port above 65535 before the target rule could name it as such.
@@ -98,7 +81,8 @@ TargetEndpoint TargetResolver::parseLocation(const std::string& text) {
     if (!url) {
         throw refusedByLibcurl(text, trimmed);
     }
-    // No default port: the discovery answer exists to tell the port.
+    // No default port: the discovery answer exists to tell the port. The host comes from the
+    // network, often over plain HTTP, and becomes part of socat's "TCP:<host>:<port>,…".
     if (!url->host || !url->port || url->zoneId || !isPlainHost(*url->host)) {
         throw TargetResolverError::malformedLocation(text);
     }

@@ -1,46 +1,8 @@
 #include "core/discovery/TargetResolverError.h"
 
-#include <cstdio>
-#include <string_view>
+#include "core/text/QuotedText.h"
 
 namespace velquor {
-
-namespace {
-
-std::string quoted(std::string_view text) {
-    std::string result = "\"";
-    for (const char c : text) {
-        const auto byte = static_cast<unsigned char>(c);
-        switch (c) {
-        case '"':
-            result += "\\\"";
-            break;
-        case '\\':
-            result += "\\\\";
-            break;
-        case '\n':
-            result += "\\n";
-            break;
-        case '\r':
-            result += "\\r";
-            break;
-        case '\t':
-            result += "\\t";
-            break;
-        default:
-            if (byte < 0x20 || byte == 0x7F) {
-                char escaped[8];
-                std::snprintf(escaped, sizeof escaped, "\\u{%X}", byte);
-                result += escaped;
-            } else {
-                result += c;
-            }
-        }
-    }
-    return result + "\"";
-}
-
-} // namespace
 
 TargetResolverError::TargetResolverError(Kind kind, std::string text)
     : Error(std::move(text)), m_kind(kind) {}
@@ -54,7 +16,8 @@ TargetResolverError TargetResolverError::missingLocation() {
 }
 
 TargetResolverError TargetResolverError::malformedLocation(std::string value) {
-    TargetResolverError error(Kind::malformedLocation, "malformedLocation(" + quoted(value) + ")");
+    TargetResolverError error(Kind::malformedLocation,
+                              "malformedLocation(" + quotedText(value) + ")");
     error.m_value = std::move(value);
     return error;
 }
@@ -63,7 +26,7 @@ TargetResolverError
 TargetResolverError::unsupportedLocationScheme(std::optional<std::string> scheme) {
     TargetResolverError error(Kind::unsupportedLocationScheme,
                               "unsupportedLocationScheme(" +
-                                  (scheme ? quoted(*scheme) : std::string("nil")) + ")");
+                                  (scheme ? quotedText(*scheme) : std::string("nil")) + ")");
     error.m_scheme = std::move(scheme);
     return error;
 }

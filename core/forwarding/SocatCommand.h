@@ -14,8 +14,10 @@ struct SocatCommand {
     std::filesystem::path executableURL;
     std::vector<std::string> arguments;
 
-    // Throws ForwarderConfig::ValidationError for a listen port outside 1024..65535. Hosts are
-    // passed as they stand: socat takes IPv6 literals without brackets in these addresses.
+    // The last gate before socat's command line, whatever checked the values before. Throws
+    // ForwarderConfig::ValidationError for a listen port outside 1024..65535, a listen host
+    // that is not plain, or a target that is the listen address itself;
+    // TargetEndpoint::ValidationError for a target that is not valid.
     SocatCommand(std::filesystem::path executableURL, const std::string& listenHost,
                  std::int64_t listenPort, const TargetEndpoint& target);
 

@@ -1,6 +1,7 @@
 #include "core/config/ConfigStore.h"
 
 #include "tests/support/Files.h"
+#include "tests/support/HostileHosts.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gmock/gmock.h>
@@ -66,26 +67,32 @@ TEST_F(ConfigStoreTest, FirstLoadCreatesFolderAndSortedDefaultFile) {
 
 TEST_F(ConfigStoreTest, DamagedFilesAreSetAsideWithEveryByteAndReplacedByDefaults) {
     auto valid = ForwarderConfig::defaults().toJson();
-    auto withPort = [&](nlohmann::json value) {
-        auto json = valid;
-        json["listenPort"] = std::move(value);
-        return json.dump();
-    };
     std::string garbage(4096, '\0');
     for (std::size_t i = 0; i < garbage.size(); ++i) {
         garbage[i] = static_cast<char>((i * 131 + 7) % 256);
     }
-    const std::vector<std::pair<const char*, std::string>> cases = {
+    auto with = [&](const char* key, nlohmann::json value) {
+        auto json = valid;
+        json[key] = std::move(value);
+        return json.dump();
+    };
+    std::vector<std::pair<std::string, std::string>> cases = {
         {"empty", ""},
         {"no keys", "{}"},
         {"truncated", valid.dump().substr(0, 40)},
         {"binary", garbage},
-        {"port 80 decodes but is invalid", withPort(80)},
-        {"fractional port", withPort(18082.5)},
-        {"string port", withPort("18082")},
+        {"port 80 decodes but is invalid", with("listenPort", 80)},
+        {"fractional port", with("listenPort", 18082.5)},
+        {"string port", with("listenPort", "18082")},
         {"huge", std::string(50 * 1024 * 1024, ' ') + valid.dump()},
         {"garbage after a NUL", valid.dump() + std::string(1, '\0') + "garbage"},
+        {"target port 0", with("target", {{"host", "10.0.0.5"}, {"port", 0}})},
+        {"target without host", with("target", {{"host", ""}, {"port", 3260}})},
     };
+    for (const auto& host : test::hostileHosts()) {
+        cases.emplace_back("listenHost " + host, with("listenHost", host));
+        cases.emplace_back("target " + host, with("target", {{"host", host}, {"port", 3260}}));
+    }
     for (const auto& [name, bytes] : cases) {
         SCOPED_TRACE(name);
         fs::remove_all(m_file.parent_path());
@@ -121,12 +128,24 @@ TEST_F(ConfigStoreTest, SparseFileLoadsAndUnknownKeysAreDroppedOnNextWrite) {
     EXPECT_EQ(m_store.load(), config);
 }
 
-TEST_F(ConfigStoreTest, SaveValidatesButSaveInternalDoesNot) {
+TEST_F(ConfigStoreTest, SaveValidatesAndSaveInternalStillRefusesHosts) {
     m_store.load();
     const auto before = readFile(m_file);
     auto config = ForwarderConfig::defaults();
     config.listenPort = 65536;
     EXPECT_THROW(m_store.save(config), ForwarderConfig::ValidationError);
+    EXPECT_EQ(readFile(m_file), before);
+
+    for (const auto& host : test::hostileHosts()) {
+        auto listening = ForwarderConfig::defaults();
+        listening.listenHost = host;
+        EXPECT_THROW(m_store.save(listening), ForwarderConfig::ValidationError);
+        EXPECT_THROW(m_store.saveInternal(listening), ForwarderConfig::ValidationError);
+        auto targeting = ForwarderConfig::defaults();
+        targeting.target = TargetEndpoint::fromJson({{"host", host}, {"port", 3260}});
+        EXPECT_THROW(m_store.save(targeting), TargetEndpoint::ValidationError);
+        EXPECT_THROW(m_store.saveInternal(targeting), TargetEndpoint::ValidationError);
+    }
     EXPECT_EQ(readFile(m_file), before);
 
     m_store.saveInternal(config);

@@ -1,5 +1,7 @@
 #include "core/config/ForwarderConfig.h"
 
+#include "tests/support/HostileHosts.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -16,14 +18,20 @@ ForwarderConfig makeConfig(std::int64_t listenPort, Ports recent) {
                            false, 1, std::nullopt, std::move(recent));
 }
 
-template <typename Action> void expectInvalidListenPort(Action action, std::int64_t port) {
+template <typename Action, typename Error> void expectError(Action action, const Error& expected) {
     try {
         action();
-        FAIL() << "expected invalidListenPort(" << port << ")";
-    } catch (const ForwarderConfig::ValidationError& error) {
-        EXPECT_EQ(error, ForwarderConfig::ValidationError::invalidListenPort(port));
-        EXPECT_EQ(error.what(), "invalidListenPort(" + std::to_string(port) + ")");
+        ADD_FAILURE() << "expected " << expected.what();
+    } catch (const Error& error) {
+        EXPECT_EQ(error, expected);
+        EXPECT_STREQ(error.what(), expected.what());
     }
+}
+
+template <typename Action> void expectInvalidListenPort(Action action, std::int64_t port) {
+    const auto expected = ForwarderConfig::ValidationError::invalidListenPort(port);
+    EXPECT_EQ(expected.what(), "invalidListenPort(" + std::to_string(port) + ")");
+    expectError(action, expected);
 }
 
 nlohmann::json storedJson() {
@@ -81,6 +89,37 @@ TEST(ForwarderConfig, ValidatedReportsListenPortBeforeHistory) {
     expectInvalidListenPort([&] { (void)config.validated(); }, 70);
     config = makeConfig(18082, {});
     EXPECT_EQ(config.validated(), config);
+}
+
+TEST(ForwarderConfig, ValidatedRefusesHostsThatAreNotPlainAfterThePorts) {
+    using TargetError = TargetEndpoint::ValidationError;
+    for (const auto& host : test::hostileHosts()) {
+        auto json = storedJson();
+        json["listenHost"] = host;
+        const auto listening = ForwarderConfig::fromJson(json); // decoding takes it as it is
+        expectError([&] { (void)listening.validated(); },
+                    ForwarderConfig::ValidationError::invalidListenHost(host));
+        json = storedJson();
+        json["target"] = {{"host", host}, {"port", 3260}};
+        expectError([&] { (void)ForwarderConfig::fromJson(json).validated(); },
+                    TargetError::invalidHost(host));
+    }
+    const std::pair<nlohmann::json, TargetError> targets[] = {
+        {{{"host", ""}, {"port", 3260}}, TargetError::emptyHost()},
+        {{{"host", " h"}, {"port", 3260}}, TargetError::invalidHost(" h")},
+        {{{"host", "h"}, {"port", 0}}, TargetError::invalidPort(0)},
+    };
+    for (const auto& [target, error] : targets) {
+        auto json = storedJson();
+        json["target"] = target;
+        expectError([&] { (void)ForwarderConfig::fromJson(json).validated(); }, error);
+    }
+    auto json = storedJson();
+    json["listenHost"] = "a,b";
+    json["listenPort"] = 80;
+    expectInvalidListenPort([&] { (void)ForwarderConfig::fromJson(json).validated(); }, 80);
+    EXPECT_STREQ(ForwarderConfig::ValidationError::invalidListenHost("a\\\"\n").what(),
+                 R"(invalidListenHost("a\\\"\n"))");
 }
 
 TEST(ForwarderConfig, RecordingAnInvalidPortChangesNothing) {

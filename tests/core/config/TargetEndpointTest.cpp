@@ -1,11 +1,24 @@
 #include "core/config/TargetEndpoint.h"
 
+#include "tests/support/HostileHosts.h"
+
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 namespace velquor {
 namespace {
 
 using Error = TargetEndpoint::ValidationError;
+
+template <typename Action> void expectError(Action action, const Error& expected) {
+    try {
+        action();
+        ADD_FAILURE() << "accepted, expected " << expected.what();
+    } catch (const Error& error) {
+        EXPECT_EQ(error, expected);
+        EXPECT_STREQ(error.what(), expected.what());
+    }
+}
 
 TEST(TargetEndpoint, TrimsUnicodeWhitespaceAndLineBreaksAroundTheHost) {
     const TargetEndpoint target(" \t10.0.0.5\xE3\x80\x80\n", 3260);
@@ -13,28 +26,34 @@ TEST(TargetEndpoint, TrimsUnicodeWhitespaceAndLineBreaksAroundTheHost) {
     EXPECT_EQ(target.text(), "10.0.0.5:3260");
 }
 
-TEST(TargetEndpoint, ChecksTheHostBeforeThePort) {
-    try {
-        TargetEndpoint("  \n", 0);
-        FAIL() << "accepted a blank host";
-    } catch (const Error& error) {
-        EXPECT_EQ(error, Error::emptyHost());
-        EXPECT_STREQ(error.what(), "emptyHost");
+TEST(TargetEndpoint, ChecksTheHostBeforeThePortAndNamesTheCase) {
+    const std::tuple<std::string, std::int64_t, Error, const char*> cases[] = {
+        {"  \n", 0, Error::emptyHost(), "emptyHost"},
+        {" a,b ", 0, Error::invalidHost("a,b"), R"(invalidHost("a,b"))"},
+        {std::string("h\0,fork", 7), 1, Error::invalidHost(std::string("h\0,fork", 7)),
+         R"(invalidHost("h\u{0},fork"))"},
+        {"h", 0, Error::invalidPort(0), "invalidPort(0)"},
+        {"h", -1, Error::invalidPort(-1), "invalidPort(-1)"},
+        {"h", 65536, Error::invalidPort(65536), "invalidPort(65536)"},
+    };
+    for (const auto& [host, port, error, text] : cases) {
+        expectError([&] { TargetEndpoint(host, port); }, error);
+        EXPECT_STREQ(error.what(), text);
     }
+    EXPECT_NO_THROW(TargetEndpoint("h", 1));
+    EXPECT_NO_THROW(TargetEndpoint("[::1]", 65535));
 }
 
-TEST(TargetEndpoint, AcceptsPortsOneToMaximumOnly) {
-    EXPECT_NO_THROW(TargetEndpoint("h", 1));
-    EXPECT_NO_THROW(TargetEndpoint("h", 65535));
-    for (const std::int64_t port : {0L, -1L, 65536L}) {
-        try {
-            TargetEndpoint("h", port);
-            FAIL() << "accepted port " << port;
-        } catch (const Error& error) {
-            EXPECT_EQ(error, Error::invalidPort(port));
-            EXPECT_EQ(error.what(), "invalidPort(" + std::to_string(port) + ")");
-        }
+// Decoding takes a stored target as it stands; validated() is how every user checks it.
+TEST(TargetEndpoint, HostileHostsAreRefusedBuiltOrDecoded) {
+    for (const auto& host : test::hostileHosts()) {
+        expectError([&] { TargetEndpoint(host, 3260); }, Error::invalidHost(host));
+        const auto stored = TargetEndpoint::fromJson({{"host", host}, {"port", 3260}});
+        EXPECT_EQ(stored.host(), host);
+        expectError([&] { (void)stored.validated(); }, Error::invalidHost(host));
     }
+    const auto stored = TargetEndpoint::fromJson({{"host", "10.0.0.5"}, {"port", 3260}});
+    EXPECT_EQ(stored.validated(), stored);
 }
 
 } // namespace

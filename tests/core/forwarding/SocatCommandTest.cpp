@@ -2,6 +2,7 @@
 
 #include "core/config/ForwarderConfig.h"
 #include "core/forwarding/ListenerProcess.h"
+#include "tests/support/HostileHosts.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -12,31 +13,86 @@ namespace {
 
 using ::testing::ElementsAre;
 
-TEST(SocatCommand, ListensOnTheHostAndPortAndRelaysToTheTargetVerbatim) {
+using ConfigError = ForwarderConfig::ValidationError;
+using TargetError = TargetEndpoint::ValidationError;
+
+template <typename Error>
+void expectRefused(const std::string& listenHost, std::int64_t listenPort,
+                   const TargetEndpoint& target, const Error& expected) {
+    try {
+        SocatCommand("/s", listenHost, listenPort, target);
+        ADD_FAILURE() << "built a command for " << listenHost << ":" << listenPort << " -> "
+                      << target.text();
+    } catch (const Error& error) {
+        EXPECT_EQ(error, expected) << error.what();
+    }
+}
+
+TargetEndpoint stored(const std::string& host, std::int64_t port) {
+    return TargetEndpoint::fromJson({{"host", host}, {"port", port}});
+}
+
+TEST(SocatCommand, ListensOnTheHostAndPortAndRelaysToTheTarget) {
     const SocatCommand command("/usr/bin/socat", "127.0.0.1", 18082,
                                TargetEndpoint("10.0.0.5", 3260));
     EXPECT_EQ(command.executableURL, "/usr/bin/socat");
     EXPECT_THAT(command.arguments, ElementsAre("TCP-LISTEN:18082,bind=127.0.0.1,reuseaddr,fork",
                                                "TCP:10.0.0.5:3260,nodelay,keepalive"));
-
-    const SocatCommand ipv6("/s", "::1", 18082, TargetEndpoint("fe80::1", 3260));
-    EXPECT_THAT(ipv6.arguments, ElementsAre("TCP-LISTEN:18082,bind=::1,reuseaddr,fork",
-                                            "TCP:fe80::1:3260,nodelay,keepalive"));
-    // A stored target is not validated; it is still passed as it stands.
-    const auto stored = TargetEndpoint::fromJson({{"host", ""}, {"port", 0}});
-    EXPECT_EQ(SocatCommand("/s", "h", 1024, stored).arguments.at(1), "TCP::0,nodelay,keepalive");
+    // socat 1.7 reads an IPv6 literal only in brackets, and listens on IPv4 unless told.
+    const SocatCommand ipv6("/s", "[::1]", 18082, TargetEndpoint("[fe80::1]", 3260));
+    EXPECT_THAT(ipv6.arguments, ElementsAre("TCP-LISTEN:18082,bind=[::1],pf=ip6,reuseaddr,fork",
+                                            "TCP:[fe80::1]:3260,nodelay,keepalive"));
 }
 
 TEST(SocatCommand, RefusesListenPortsOutsideTheUnprivilegedRange) {
     const TargetEndpoint target("h", 3260);
     EXPECT_NO_THROW(SocatCommand("/s", "h", 65535, target));
     for (const std::int64_t port : {1023L, -1L, 65536L}) {
-        try {
-            SocatCommand("/s", "h", port, target);
-            FAIL() << "accepted port " << port;
-        } catch (const ForwarderConfig::ValidationError& error) {
-            EXPECT_EQ(error, ForwarderConfig::ValidationError::invalidListenPort(port));
-        }
+        expectRefused("h", port, target, ConfigError::invalidListenPort(port));
+    }
+}
+
+// The last gate: whatever a file or an answer holds never becomes part of an argument.
+TEST(SocatCommand, RefusesHostsThatAreNotPlainAndUncheckedTargets) {
+    for (const auto& host : test::hostileHosts()) {
+        expectRefused(host, 18082, TargetEndpoint("10.0.0.5", 3260),
+                      ConfigError::invalidListenHost(host));
+        expectRefused("127.0.0.1", 18082, stored(host, 3260), TargetError::invalidHost(host));
+    }
+    expectRefused("", 18082, TargetEndpoint("10.0.0.5", 3260), ConfigError::invalidListenHost(""));
+    expectRefused("127.0.0.1", 18082, stored("", 0), TargetError::emptyHost());
+    expectRefused("127.0.0.1", 18082, stored("h", 0), TargetError::invalidPort(0));
+}
+
+// Forwarding to its own listener makes socat fork a relay per relay until no process is left.
+TEST(SocatCommand, RefusesATargetThatIsTheListenAddress) {
+    const std::pair<const char*, const char*> selves[] = {
+        {"127.0.0.1", "127.0.0.1"},
+        {"127.0.0.1", "localhost"},
+        {"127.0.0.1", "127.0.0.2"},
+        {"127.0.0.1", "127.1"},
+        {"127.0.0.1", "0.0.0.0"},
+        {"0.0.0.0", "127.0.0.1"},
+        {"192.168.1.5", "192.168.1.5"},
+        {"Host.Example", "host.example."},
+        {"[::1]", "[::1]"},
+        {"[::]", "[::ffff:127.0.0.1]"},
+        {"localhost", "[::]"},
+    };
+    for (const auto& [listenHost, targetHost] : selves) {
+        expectRefused(listenHost, 18082, TargetEndpoint(targetHost, 18082),
+                      ConfigError::targetIsListenAddress(targetHost, 18082));
+    }
+    EXPECT_STREQ(ConfigError::targetIsListenAddress("localhost", 18082).what(),
+                 R"(targetIsListenAddress(host: "localhost", port: 18082))");
+    const std::tuple<const char*, const char*, std::int64_t> others[] = {
+        {"127.0.0.1", "127.0.0.1", 18083}, // another port of this machine
+        {"0.0.0.0", "10.0.0.5", 18082},    // the same port of another machine
+        {"192.168.1.5", "192.168.1.6", 18082},
+    };
+    for (const auto& [listenHost, targetHost, port] : others) {
+        EXPECT_NO_THROW(SocatCommand("/s", listenHost, 18082, TargetEndpoint(targetHost, port)))
+            << listenHost << " -> " << targetHost << ":" << port;
     }
 }
 
