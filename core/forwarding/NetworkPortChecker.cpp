@@ -1,6 +1,7 @@
 #include "core/forwarding/NetworkPortChecker.h"
 
 #include "core/files/FileDescriptor.h"
+#include "core/net/PlainHost.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -63,7 +64,9 @@ bool NetworkPortChecker::isListening(const std::string& host, std::int64_t port)
         hints.ai_socktype = SOCK_STREAM;
         hints.ai_flags = AI_NUMERICSERV;
         addrinfo* found = nullptr;
-        if (::getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &found) != 0) {
+        // Listen hosts carry IPv6 literals in brackets, which getaddrinfo does not read.
+        const std::string name(withoutBrackets(host));
+        if (::getaddrinfo(name.c_str(), std::to_string(port).c_str(), &hints, &found) != 0) {
             return false;
         }
         const std::unique_ptr<addrinfo, decltype(&::freeaddrinfo)> addresses(found,

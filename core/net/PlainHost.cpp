@@ -54,7 +54,7 @@ using Address = std::array<unsigned char, 16>;
 std::optional<Address> addressOf(std::string_view host) {
     Address address{};
     if (isBracketedIPv6(host)) {
-        const std::string inner(host.substr(1, host.size() - 2));
+        const std::string inner(withoutBrackets(host));
         in6_addr parsed{};
         // Checked first: inet_pton would stop at an embedded NUL and accept what precedes it.
         if (!std::ranges::all_of(inner, isIPv6Character) ||
@@ -101,6 +101,10 @@ bool isPlainHost(std::string_view host) {
 
 bool isBracketedIPv6(std::string_view host) {
     return host.size() > 2 && host.front() == '[' && host.back() == ']';
+}
+
+std::string_view withoutBrackets(std::string_view host) {
+    return isBracketedIPv6(host) ? host.substr(1, host.size() - 2) : host;
 }
 
 bool isLoopbackOrWildcard(std::string_view host) {

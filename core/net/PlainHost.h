@@ -14,6 +14,9 @@ bool isPlainHost(std::string_view host);
 // "[::1]": socat needs the brackets in both addresses, and pf=ip6 to listen on such a host.
 bool isBracketedIPv6(std::string_view host);
 
+// The host as getaddrinfo and lsof write it: an IPv6 literal without its brackets.
+std::string_view withoutBrackets(std::string_view host);
+
 // A host that reaches this machine on every port whatever address a listener is bound to:
 // 127.0.0.0/8, [::1], the wildcard addresses 0.0.0.0 and [::] (also v4-mapped, and in every
 // spelling inet_aton reads, such as 127.1), and the names of the loopback interface.

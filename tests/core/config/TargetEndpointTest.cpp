@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <vector>
+
 namespace velquor {
 namespace {
 
@@ -41,7 +43,16 @@ TEST(TargetEndpoint, ChecksTheHostBeforeThePortAndNamesTheCase) {
         EXPECT_STREQ(error.what(), text);
     }
     EXPECT_NO_THROW(TargetEndpoint("h", 1));
-    EXPECT_NO_THROW(TargetEndpoint("[::1]", 65535));
+    EXPECT_NO_THROW(TargetEndpoint("h", 65535));
+}
+
+TEST(TargetEndpoint, AcceptsNamesIPv4AndBracketedIPv6Literals) {
+    for (const std::string& host : std::vector<std::string>{
+             "10.0.0.5", "my_host-1.example", "H.EXAMPLE.", "[::1]", "[::ffff:10.0.0.5]",
+             std::string(63, 'a') + "." + std::string(63, 'b'),
+             std::string(253, 'a').replace(63, 1, ".").replace(127, 1, ".").replace(191, 1, ".")}) {
+        EXPECT_NO_THROW(TargetEndpoint(host, 3260)) << host;
+    }
 }
 
 // Decoding takes a stored target as it stands; validated() is how every user checks it.

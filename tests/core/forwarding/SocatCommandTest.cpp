@@ -2,7 +2,12 @@
 
 #include "core/config/ForwarderConfig.h"
 #include "core/forwarding/ListenerProcess.h"
+#include "core/forwarding/NetworkPortChecker.h"
+#include "core/forwarding/PosixSocatProcessLauncher.h"
+#include "tests/support/ChildProcessGuard.h"
 #include "tests/support/HostileHosts.h"
+#include "tests/support/Network.h"
+#include "tests/support/Wait.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -44,6 +49,15 @@ TEST(SocatCommand, ListensOnTheHostAndPortAndRelaysToTheTarget) {
                                             "TCP:[fe80::1]:3260,nodelay,keepalive"));
 }
 
+// The real socat, because the address syntax above is what it accepts, not what it documents.
+TEST(SocatCommand, RealSocatListensOnABracketedIPv6Host) {
+    const auto port = test::freeTcpPort();
+    const SocatCommand command("/usr/bin/socat", "[::1]", port, TargetEndpoint("[::1]", 9));
+    test::ChildProcessGuard socat(PosixSocatProcessLauncher().launch(command));
+    EXPECT_TRUE(test::waitUntil([&] { return NetworkPortChecker().isListening("[::1]", port); }));
+    EXPECT_TRUE(socat->isRunning());
+}
+
 TEST(SocatCommand, RefusesListenPortsOutsideTheUnprivilegedRange) {
     const TargetEndpoint target("h", 3260);
     EXPECT_NO_THROW(SocatCommand("/s", "h", 65535, target));
@@ -69,15 +83,22 @@ TEST(SocatCommand, RefusesATargetThatIsTheListenAddress) {
     const std::pair<const char*, const char*> selves[] = {
         {"127.0.0.1", "127.0.0.1"},
         {"127.0.0.1", "localhost"},
+        {"127.0.0.1", "LOCALHOST."},
+        {"127.0.0.1", "a.localhost"},
         {"127.0.0.1", "127.0.0.2"},
         {"127.0.0.1", "127.1"},
+        {"127.0.0.1", "2130706433"},
+        {"127.0.0.1", "0x7f.1"},
         {"127.0.0.1", "0.0.0.0"},
         {"0.0.0.0", "127.0.0.1"},
         {"192.168.1.5", "192.168.1.5"},
+        {"192.168.1.5", "[::ffff:192.168.1.5]"},
         {"Host.Example", "host.example."},
         {"[::1]", "[::1]"},
+        {"[fe80::1]", "[FE80:0::1]"},
         {"[::]", "[::ffff:127.0.0.1]"},
         {"localhost", "[::]"},
+        {"localhost", "[::ffff:0.0.0.0]"},
     };
     for (const auto& [listenHost, targetHost] : selves) {
         expectRefused(listenHost, 18082, TargetEndpoint(targetHost, 18082),
@@ -88,7 +109,8 @@ TEST(SocatCommand, RefusesATargetThatIsTheListenAddress) {
     const std::tuple<const char*, const char*, std::int64_t> others[] = {
         {"127.0.0.1", "127.0.0.1", 18083}, // another port of this machine
         {"0.0.0.0", "10.0.0.5", 18082},    // the same port of another machine
-        {"192.168.1.5", "192.168.1.6", 18082},
+        {"127.0.0.1", "128.0.0.1", 18082}, {"192.168.1.5", "192.168.1.6", 18082},
+        {"[::1]", "[fe80::1]", 18082},     {"localhost", "localhost.example", 18082},
     };
     for (const auto& [listenHost, targetHost, port] : others) {
         EXPECT_NO_THROW(SocatCommand("/s", listenHost, 18082, TargetEndpoint(targetHost, port)))
