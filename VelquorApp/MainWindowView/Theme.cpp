@@ -122,6 +122,35 @@ QString resolvedFamily(const QFont& font) {
     return QFontInfo(font).family();
 }
 
+bool isFixedPitchLatin(const QFontInfo& face) {
+    return face.fixedPitch() &&
+           QFontDatabase::writingSystems(face.family()).contains(QFontDatabase::Latin);
+}
+
+// Fontconfig's "monospace" may name a face that does not declare a fixed pitch (Noto Sans Mono
+// does not, and many desktops install it), and the icon font declares one. So the desktop's
+// choice is taken only when it is a fixed-pitch Latin face; else the face the font matcher
+// prefers for a fixed-pitch request; else any fixed-pitch Latin face that is installed.
+QString fixedPitchFamily() {
+    const QFontInfo desktop(QFontDatabase::systemFont(QFontDatabase::FixedFont));
+    if (isFixedPitchLatin(desktop)) {
+        return desktop.family();
+    }
+    QFont request{QString()};
+    request.setStyleHint(QFont::Monospace);
+    request.setFixedPitch(true);
+    if (const QFontInfo matched(request); isFixedPitchLatin(matched)) {
+        return matched.family();
+    }
+    for (const auto& family : QFontDatabase::families(QFontDatabase::Latin)) {
+        if (const QFontInfo installed{QFont(family)};
+            QFontDatabase::isFixedPitch(family) && isFixedPitchLatin(installed)) {
+            return installed.family();
+        }
+    }
+    return desktop.family();
+}
+
 QFont sized(QFont font, qreal points) {
     const auto application = QGuiApplication::font();
     const auto factor = points / designBodyPoints;
@@ -146,8 +175,8 @@ QFont Theme::monospacedFont(TextStyle style) {
 QFont Theme::font(TextStyle style, bool monospaced) {
     auto base = QGuiApplication::font();
     if (monospaced) {
-        const auto fixed = QFontDatabase::systemFont(QFontDatabase::FixedFont);
-        base.setFamilies(withChineseFallback(resolvedFamily(fixed), true));
+        static const QString fixed = fixedPitchFamily();
+        base.setFamilies(withChineseFallback(fixed, true));
         base.setStyleHint(QFont::Monospace);
         base.setFixedPitch(true);
     } else {

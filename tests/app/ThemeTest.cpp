@@ -1,7 +1,12 @@
 #include "VelquorApp/MainWindowView/Theme.h"
 
+#include "tests/support/Files.h"
+#include "tests/support/TemporaryDirectory.h"
+
 #include <QApplication>
+#include <QFontDatabase>
 #include <QFontInfo>
+#include <QProcess>
 #include <QRawFont>
 #include <QTextLayout>
 #include <gmock/gmock.h>
@@ -146,12 +151,53 @@ TEST(ThemeFonts, StylesAreOrderedAndFollowTheApplicationFont) {
     EXPECT_DOUBLE_EQ(Theme::monospacedFont(S::callout).pointSizeF(), 15 * 12.0 / 13);
 }
 
+// Set by the test below for its own run of this one.
+const char* const desktopMonospaceVariable = "VELQUOR_TEST_DESKTOP_MONOSPACE";
+
 TEST(ThemeFonts, MonospacedStylesAreFixedPitchAtTheSameSize) {
+    if (const auto desktop = qEnvironmentVariable(desktopMonospaceVariable); !desktop.isEmpty()) {
+        ASSERT_EQ(QFontInfo(QFontDatabase::systemFont(QFontDatabase::FixedFont)).family(), desktop)
+            << "the desktop's fixed font is the proportional face set up for this run";
+    }
     for (const auto style : {Theme::TextStyle::body, Theme::TextStyle::callout}) {
         EXPECT_TRUE(QFontInfo(Theme::monospacedFont(style)).fixedPitch());
         EXPECT_FALSE(QFontInfo(Theme::font(style)).fixedPitch());
         EXPECT_EQ(Theme::monospacedFont(style).pointSizeF(), Theme::font(style).pointSizeF());
     }
+}
+
+// Many desktops install Noto Sans Mono, which declares no fixed pitch, and fontconfig then
+// names it for "monospace". The test above runs again in a process whose fontconfig names a
+// proportional face installed with the application's dependencies instead.
+TEST(ThemeFonts, FixedPitchHoldsWhereTheDesktopsMonospaceIsProportional) {
+    const auto proportional = QStringLiteral("Noto Sans CJK SC");
+    ASSERT_FALSE(QFontDatabase::isFixedPitch(proportional));
+    test::TemporaryDirectory folder;
+    test::writeFile(folder / "fonts.conf", R"(<?xml version="1.0"?>
+<!DOCTYPE fontconfig SYSTEM "fonts.dtd">
+<fontconfig>
+  <include>/etc/fonts/fonts.conf</include>
+  <match target="pattern">
+    <test name="family"><string>monospace</string></test>
+    <edit name="family" mode="prepend_first" binding="strong"><string>)" +
+                                               proportional.toStdString() + R"(</string></edit>
+  </match>
+</fontconfig>
+)");
+    auto environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("FONTCONFIG_FILE"),
+                       QString::fromStdString((folder / "fonts.conf").string()));
+    environment.insert(QString::fromLatin1(desktopMonospaceVariable), proportional);
+    QProcess run;
+    run.setProcessEnvironment(environment);
+    run.setProcessChannelMode(QProcess::MergedChannels);
+    run.start(
+        QCoreApplication::applicationFilePath(),
+        {QStringLiteral("--gtest_filter=ThemeFonts.MonospacedStylesAreFixedPitchAtTheSameSize")});
+    ASSERT_TRUE(run.waitForFinished(120'000));
+    const auto output = run.readAll().toStdString();
+    EXPECT_EQ(run.exitCode(), 0) << output;
+    EXPECT_THAT(output, ::testing::HasSubstr("[  PASSED  ] 1 test"));
 }
 
 // Shaped as a label would shape it: every character must come from a real glyph (glyph 0 is
