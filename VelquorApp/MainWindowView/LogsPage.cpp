@@ -1,6 +1,7 @@
 #include "VelquorApp/MainWindowView/LogsPage.h"
 
 #include "VelquorApp/AppViewModel/AppViewModel.h"
+#include "VelquorApp/MainWindowView/LineLimitedLabel.h"
 #include "VelquorApp/MainWindowView/PageHeader.h"
 #include "VelquorApp/MainWindowView/RoundedPanel.h"
 #include "VelquorApp/MainWindowView/SeparatorLine.h"
@@ -10,11 +11,16 @@
 #include <QDesktopServices>
 #include <QEvent>
 #include <QHBoxLayout>
+#include <QLabel>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QScrollBar>
+#include <QTextBlock>
 #include <QUrl>
 #include <QVBoxLayout>
+
+#include <algorithm>
+#include <optional>
 
 namespace velquor {
 
@@ -22,6 +28,7 @@ namespace {
 
 const QString emptyPreview = QStringLiteral("暂无日志");
 constexpr qreal scrollHandleOpacity = 0.3;
+constexpr int maximumFeedbackLines = 2;
 
 QFont logFont() {
     auto font = Theme::monospacedFont(Theme::TextStyle::body);
@@ -32,6 +39,32 @@ QFont logFont() {
         font.setPixelSize(twelvePoints.pixelSize());
     }
     return font;
+}
+
+// How a newer preview continues the shown one. The newest lines come first, so lines added
+// to the log arrive at the top, below a first line that may stay there (the note that the
+// preview is cut), while the limit cuts as many of the oldest at the bottom.
+struct Continuation {
+    qsizetype keptAtTop = 0;
+    qsizetype added = 0;
+    qsizetype cutAtBottom = 0;
+};
+
+std::optional<Continuation> continuation(const QStringList& shown, const QStringList& next) {
+    for (const qsizetype kept : {0, 1}) {
+        if (kept == 1 && (next.isEmpty() || shown.front() != next.front())) {
+            break;
+        }
+        // The fewest added lines that fit, and at least one shown line stays.
+        for (qsizetype added = 0; kept + added < next.size(); ++added) {
+            const auto stays = next.size() - kept - added;
+            if (stays <= shown.size() - kept &&
+                std::equal(next.begin() + kept + added, next.end(), shown.begin() + kept)) {
+                return Continuation{kept, added, shown.size() - kept - stays};
+            }
+        }
+    }
+    return std::nullopt;
 }
 
 } // namespace
@@ -50,26 +83,37 @@ LogsPage::LogsPage(AppViewModel& viewModel, QWidget* parent)
     m_clear = makeButton(QStringLiteral("清空日志"), QStringLiteral("trash"));
 
     connect(m_copy, &QPushButton::clicked, this, [this] { m_viewModel.copyLogs(); });
-    // Whether a file manager opened the folder is not reported: there is nothing the page
-    // could tell the user that the file manager would not.
-    connect(m_openFolder, &QPushButton::clicked, this, [this] {
-        QDesktopServices::openUrl(
-            QUrl::fromLocalFile(QString::fromStdString(m_viewModel.logsDirectoryURL().string())));
-    });
+    connect(m_openFolder, &QPushButton::clicked, this, &LogsPage::openFolder);
     connect(m_refresh, &QPushButton::clicked, this, [this] { m_viewModel.refreshLogPreview(); });
     // No confirmation: the log is a diagnostic aid, not data the user keeps.
     connect(m_clear, &QPushButton::clicked, this, [this] { m_viewModel.clearLogs(); });
+
+    m_feedbackSymbol = new QLabel(this);
+    m_feedback = new LineLimitedLabel(maximumFeedbackLines, this);
+    m_feedback->setObjectName(QStringLiteral("logsFeedback"));
+    m_feedback->setFont(Theme::font(Theme::TextStyle::callout));
+    Theme::setTextColor(*m_feedback, Theme::red());
+    m_feedbackSymbol->hide();
+    m_feedback->hide();
 
     auto* actions = new QHBoxLayout;
     for (auto* button : {m_copy, m_openFolder, m_refresh, m_clear}) {
         actions->addWidget(button, 0, Qt::AlignVCenter);
     }
-    actions->addStretch(1);
+    auto* feedback = new QHBoxLayout;
+    feedback->setSpacing(4);
+    feedback->addWidget(m_feedbackSymbol, 0, Qt::AlignVCenter);
+    feedback->addWidget(m_feedback, 1, Qt::AlignVCenter);
+    actions->addSpacing(4);
+    actions->addLayout(feedback, 1);
+    actions->addStretch(0);
 
     m_logPanel = new RoundedPanel(this);
     m_logArea = new QPlainTextEdit(m_logPanel);
     m_logArea->setObjectName(QStringLiteral("logArea"));
     m_logArea->setReadOnly(true);
+    // The text is rewritten for days on end; an undo history would only grow.
+    m_logArea->document()->setUndoRedoEnabled(false);
     m_logArea->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
     m_logArea->setFrameShape(QFrame::NoFrame);
     m_logArea->setLineWrapMode(QPlainTextEdit::WidgetWidth);
@@ -102,14 +146,79 @@ QPushButton* LogsPage::makeButton(const QString& text, const QString& symbol) {
     return button;
 }
 
-// The preview is published again after every check, mostly unchanged; the text is only
-// replaced when it differs, so that a selection or scroll position survives.
+// Without a file manager to start (no xdg-open on a bare desktop) the click would do nothing
+// at all; the path lets the user open the folder by other means.
+void LogsPage::openFolder() {
+    const auto folder = QString::fromStdString(m_viewModel.logsDirectoryURL().string());
+    const bool opened = QDesktopServices::openUrl(QUrl::fromLocalFile(folder));
+    m_feedback->setFullText(opened ? QString() : QStringLiteral("无法打开日志目录：") + folder);
+    m_feedbackSymbol->setVisible(!opened);
+    m_feedback->setVisible(!opened);
+}
+
+// The preview is published again after every check, mostly unchanged or with a few new lines;
+// the text is only changed where it differs, so that a selection or scroll position survives.
 void LogsPage::showPreview() {
     const auto& preview = m_viewModel.logPreview();
-    const auto& shown = preview.isEmpty() ? emptyPreview : preview;
-    if (m_logArea->toPlainText() != shown) {
-        m_logArea->setPlainText(shown);
+    const auto& next = preview.isEmpty() ? emptyPreview : preview;
+    const auto shown = m_logArea->toPlainText();
+    if (shown != next && (shown == emptyPreview || !continueShownText(shown, next))) {
+        m_logArea->setPlainText(next);
     }
+}
+
+// Edits the text in place instead of replacing it, so the selection moves with its lines. A
+// reader at the top keeps seeing the newest lines; one who scrolled away keeps the same lines
+// in view while the new ones arrive above.
+bool LogsPage::continueShownText(const QString& shown, const QString& next) {
+    const auto shownLines = shown.split(QLatin1Char('\n'));
+    const auto nextLines = next.split(QLatin1Char('\n'));
+    const auto change = continuation(shownLines, nextLines);
+    if (!change) {
+        return false;
+    }
+    auto* document = m_logArea->document();
+    auto* scrollBar = m_logArea->verticalScrollBar();
+    const bool atTop = scrollBar->value() == scrollBar->minimum();
+    // The line of the log at the top of the view, and which of its wrapped lines shows there.
+    const auto top = m_logArea->cursorForPosition(QPoint(0, 0));
+    const int topNumber = top.blockNumber();
+    const auto wrapped = top.block().layout()->lineForTextPosition(top.positionInBlock());
+    const int lineInTop = wrapped.isValid() ? wrapped.lineNumber() : 0;
+
+    QTextCursor edit(document);
+    edit.beginEditBlock();
+    if (change->cutAtBottom > 0) {
+        const auto last = document->findBlockByNumber(
+            static_cast<int>(shownLines.size() - change->cutAtBottom - 1));
+        edit.setPosition(last.position() + last.length() - 1);
+        edit.movePosition(QTextCursor::End, QTextCursor::KeepAnchor);
+        edit.removeSelectedText();
+    }
+    if (change->added > 0) {
+        edit.setPosition(
+            document->findBlockByNumber(static_cast<int>(change->keptAtTop)).position());
+        edit.insertText(nextLines.mid(change->keptAtTop, change->added).join(QLatin1Char('\n')) +
+                        QLatin1Char('\n'));
+    }
+    edit.endEditBlock();
+
+    if (atTop) {
+        scrollBar->setValue(scrollBar->minimum());
+    } else {
+        const auto shift = topNumber < change->keptAtTop ? 0 : change->added;
+        const auto block = document->findBlockByNumber(
+            std::min(topNumber + static_cast<int>(shift), document->blockCount() - 1));
+        // The bar counts wrapped lines, which are only known for lines laid out: a line not
+        // laid out since the width last changed counts as one.
+        const auto* layout = static_cast<QPlainTextDocumentLayout*>(document->documentLayout());
+        for (auto above = document->firstBlock(); above != block; above = above.next()) {
+            layout->ensureBlockLayout(above);
+        }
+        layout->ensureBlockLayout(block);
+        scrollBar->setValue(block.firstLineNumber() + lineInTop);
+    }
+    return true;
 }
 
 void LogsPage::applyStyle() {
@@ -131,6 +240,8 @@ void LogsPage::applyStyle() {
             .arg(handle.green())
             .arg(handle.blue())
             .arg(handle.alpha()));
+    SymbolIcon::setOn(*m_feedbackSymbol, QStringLiteral("exclamationmark.triangle.fill"),
+                      Theme::red(), Theme::symbolPixelSize(12));
     const auto symbolColor = colors.color(QPalette::Active, QPalette::ButtonText);
     const auto size = Theme::symbolPixelSize(13);
     for (auto* button : {m_copy, m_openFolder, m_refresh, m_clear}) {

@@ -2,12 +2,14 @@
 
 #include <QWidget>
 
+class QLabel;
 class QPlainTextEdit;
 class QPushButton;
 
 namespace velquor {
 
 class AppViewModel;
+class LineLimitedLabel;
 class PageHeader;
 class RoundedPanel;
 
@@ -26,6 +28,8 @@ public:
     QPushButton& clearButton() const { return *m_clear; }
     QPlainTextEdit& logArea() const { return *m_logArea; }
     RoundedPanel& logPanel() const { return *m_logPanel; }
+    // Says why the log folder could not be shown; hidden while there is nothing to say.
+    LineLimitedLabel& feedback() const { return *m_feedback; }
 
     static constexpr int textInset = 14;
 
@@ -34,7 +38,10 @@ protected:
 
 private:
     QPushButton* makeButton(const QString& text, const QString& symbol);
+    void openFolder();
     void showPreview();
+    // Replaces the shown text by the new preview while the reader keeps their place in it.
+    bool continueShownText(const QString& shown, const QString& next);
     void applyStyle();
 
     AppViewModel& m_viewModel;
@@ -45,6 +52,8 @@ private:
     QPushButton* m_clear;
     RoundedPanel* m_logPanel;
     QPlainTextEdit* m_logArea;
+    QLabel* m_feedbackSymbol;
+    LineLimitedLabel* m_feedback;
 };
 
 } // namespace velquor

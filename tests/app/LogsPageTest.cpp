@@ -1,5 +1,6 @@
 #include "VelquorApp/MainWindowView/LogsPage.h"
 
+#include "VelquorApp/MainWindowView/LineLimitedLabel.h"
 #include "tests/app/AppHarness.h"
 #include "tests/app/PageFixture.h"
 #include "tests/app/Screenshots.h"
@@ -53,6 +54,23 @@ protected:
 
     void appendToLog(const std::string& lines) {
         std::ofstream(m_harness.logFile, std::ios::app) << lines;
+    }
+
+    // Numbered lines of different lengths, so that some wrap and some do not.
+    void appendLines(int first, int count) {
+        std::string lines;
+        for (int i = first; i < first + count; ++i) {
+            lines += "[2026-01-02 03:04:05] line " + std::to_string(i) + " " +
+                     std::string(static_cast<std::size_t>(i % 7) * 30, 'x') + "\n";
+        }
+        appendToLog(lines);
+    }
+
+    int shownLines() const { return m_page->logArea().document()->blockCount(); }
+
+    // The line at the top of the view, and one further down.
+    QTextBlock lineAt(int y) const {
+        return m_page->logArea().cursorForPosition(QPoint(LogsPage::textInset, y)).block();
     }
 
     void refresh() {
@@ -124,32 +142,106 @@ TEST_F(LogsPageTest, RefreshShowsNewLinesFirstAndCopyTakesWhatIsShown) {
     EXPECT_FALSE(shown().contains(QStringLiteral("line 99\n"))) << "only the newest 500";
 }
 
-TEST_F(LogsPageTest, AnUnchangedPreviewKeepsTheUsersSelection) {
-    open();
-    auto& area = m_page->logArea();
-    auto cursor = area.textCursor();
-    cursor.setPosition(0);
-    cursor.setPosition(5, QTextCursor::KeepAnchor);
-    area.setTextCursor(cursor);
-    QSignalSpy published(m_model, &AppViewModel::logPreviewChanged);
-    QTest::mouseClick(&m_page->refreshButton(), Qt::LeftButton);
-    ASSERT_TRUE(waitFor([&] { return !published.isEmpty(); }));
-    EXPECT_EQ(area.textCursor().selectedText(), shown().left(5));
+struct PlaceCase {
+    const char* name;
+    int linesBefore; // in the log before the refresh; over 500 the preview is cut
+    int added;
+    bool scrolledAway;
+    bool rewritten; // the log was emptied before the new lines came
+};
+
+void PrintTo(const PlaceCase& c, std::ostream* out) {
+    *out << c.name;
 }
 
-TEST_F(LogsPageTest, OpenFolderAsksTheDesktopToShowTheLogFolder) {
+class LogsPageKeepsThePlace : public LogsPageTest,
+                              public ::testing::WithParamInterface<PlaceCase> {};
+
+// Newest lines come first: a reader at the top follows them, one who scrolled down to read
+// keeps the same lines in view, and a selection stays on its text, also when the limit cuts
+// the oldest lines or the note that says so appears.
+TEST_P(LogsPageKeepsThePlace, WhenARefreshOnlyAddsLines) {
+    const auto& c = GetParam();
     open();
-    // Stands in for the file manager: any method taking a URL serves as a handler, and a
-    // text browser's signal records the request without a class of this test's own.
-    QTextBrowser opener;
-    QSignalSpy opened(&opener, &QTextBrowser::anchorClicked);
-    QDesktopServices::setUrlHandler(QStringLiteral("file"), &opener, "anchorClicked");
-    QTest::mouseClick(&m_page->openFolderButton(), Qt::LeftButton);
-    QDesktopServices::unsetUrlHandler(QStringLiteral("file"));
-    ASSERT_EQ(opened.size(), 1);
-    EXPECT_EQ(opened.front().front().toUrl().toLocalFile().toStdString(),
-              (m_harness.folder / "logs").string());
-    EXPECT_EQ(shown(), m_model->logPreview()) << "nothing else changes";
+    appendLines(0, c.linesBefore - shownLines());
+    refresh();
+    auto& area = m_page->logArea();
+    auto* scrollBar = area.verticalScrollBar();
+    // The bar's arrival narrows the text and wraps it anew; the place is taken after that.
+    ASSERT_TRUE(waitFor([&] { return scrollBar->isVisible(); }));
+    QCoreApplication::processEvents();
+    if (c.scrolledAway) {
+        scrollBar->setValue(scrollBar->maximum() / 2);
+    }
+    const auto topBefore = lineAt(LogsPage::textInset).text();
+    const auto selected = lineAt(area.viewport()->height() / 2);
+    auto cursor = area.textCursor();
+    cursor.setPosition(selected.position());
+    cursor.setPosition(selected.position() + selected.length() - 1, QTextCursor::KeepAnchor);
+    area.setTextCursor(cursor);
+
+    if (c.rewritten) {
+        std::ofstream(m_harness.logFile, std::ios::trunc).flush();
+    }
+    appendLines(c.linesBefore, c.added);
+    refresh();
+    ASSERT_EQ(shown(), m_model->logPreview());
+    const auto top = lineAt(LogsPage::textInset).text();
+    if (c.rewritten || !c.scrolledAway) {
+        EXPECT_EQ(scrollBar->value(), 0);
+        EXPECT_EQ(top.toStdString(), shown().section(QLatin1Char('\n'), 0, 0).toStdString());
+    } else {
+        EXPECT_NE(scrollBar->value(), 0);
+        EXPECT_EQ(top.toStdString(), topBefore.toStdString());
+    }
+    EXPECT_EQ(area.textCursor().selectedText().toStdString(),
+              c.rewritten ? std::string() : selected.text().toStdString());
+    test::saveScreenshot(*m_host, QStringLiteral("logs-page-place-%1.png").arg(c.name));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    LogsPage, LogsPageKeepsThePlace,
+    ::testing::Values(PlaceCase{"Unchanged", 100, 0, false, false},
+                      PlaceCase{"AtTheTop", 100, 3, false, false},
+                      PlaceCase{"ScrolledAway", 100, 3, true, false},
+                      PlaceCase{"ScrolledAwayAsTheNoteAppears", 498, 5, true, false},
+                      PlaceCase{"ScrolledAwayUnderTheNote", 600, 5, true, false},
+                      PlaceCase{"AtTheTopUnderTheNote", 600, 5, false, false},
+                      PlaceCase{"ScrolledAwayInARewrittenLog", 100, 3, true, true}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST_F(LogsPageTest, OpenFolderShowsTheFolderOrSaysWhyItCannot) {
+    open();
+    const auto folder = QString::fromStdString((m_harness.folder / "logs").string());
+    const auto& feedback = m_page->feedback();
+    EXPECT_FALSE(feedback.isVisible());
+    // The offscreen platform starts no file manager, and without a PATH no xdg-open would be
+    // found on a real display either. A file manager is stood in for by a text browser: any
+    // method taking a URL serves as a handler, and its signal records the request.
+    const auto path = qgetenv("PATH");
+    qputenv("PATH", "");
+    QTextBrowser fileManager;
+    QSignalSpy opened(&fileManager, &QTextBrowser::anchorClicked);
+    for (const bool present : {false, true, false}) {
+        SCOPED_TRACE(present);
+        if (present) {
+            QDesktopServices::setUrlHandler(QStringLiteral("file"), &fileManager, "anchorClicked");
+        }
+        opened.clear();
+        QTest::mouseClick(&m_page->openFolderButton(), Qt::LeftButton);
+        QDesktopServices::unsetUrlHandler(QStringLiteral("file"));
+        ASSERT_EQ(opened.size(), present ? 1 : 0);
+        if (present) {
+            EXPECT_EQ(opened.front().front().toUrl().toLocalFile(), folder);
+        } else {
+            test::saveScreenshot(*m_host, QStringLiteral("logs-page-no-file-manager.png"));
+        }
+        EXPECT_EQ(feedback.isVisible(), !present);
+        EXPECT_EQ(feedback.fullText(),
+                  present ? QString() : QStringLiteral("无法打开日志目录：") + folder);
+        EXPECT_EQ(shown(), m_model->logPreview()) << "nothing else changes";
+    }
+    qputenv("PATH", path);
 }
 
 } // namespace
