@@ -8,6 +8,7 @@
 #include <QTextLayout>
 #include <QWidget>
 
+#include <algorithm>
 #include <array>
 
 namespace velquor {
@@ -89,6 +90,15 @@ qreal designPoints(Theme::TextStyle style) {
     return designBodyPoints;
 }
 
+bool hasHanCharacters(const QString& family) {
+    const auto systems = QFontDatabase::writingSystems(family);
+    return std::any_of(systems.begin(), systems.end(), [](auto system) {
+        return system == QFontDatabase::SimplifiedChinese ||
+               system == QFontDatabase::TraditionalChinese || system == QFontDatabase::Japanese ||
+               system == QFontDatabase::Korean;
+    });
+}
+
 // The application font may leave out Han characters; without a Simplified Chinese face named
 // first, the fallback may pick the Japanese variant with its different character forms.
 QStringList withChineseFallback(const QString& family, bool monospaced) {
@@ -111,7 +121,13 @@ QStringList withChineseFallback(const QString& family, bool monospaced) {
     QStringList families{family};
     const auto& fallback = monospaced ? monospacedChinese : chinese;
     if (!fallback.isEmpty() && fallback != family) {
-        families.append(fallback);
+        // A face with Han characters of its own draws them in its own forms; where the desktop
+        // has no Latin face, its font is the Japanese variant of the CJK face.
+        if (hasHanCharacters(family)) {
+            families.prepend(fallback);
+        } else {
+            families.append(fallback);
+        }
     }
     return families;
 }

@@ -151,14 +151,19 @@ TEST(ThemeFonts, StylesAreOrderedAndFollowTheApplicationFont) {
     EXPECT_DOUBLE_EQ(Theme::monospacedFont(S::callout).pointSizeF(), 15 * 12.0 / 13);
 }
 
-// Set by the test below for its own run of this one.
-const char* const desktopMonospaceVariable = "VELQUOR_TEST_DESKTOP_MONOSPACE";
+// The test below runs the font tests again where both of the desktop's faces, "sans-serif"
+// and "monospace", are this variable's face.
+const char* const desktopFaceVariable = "VELQUOR_TEST_DESKTOP_FACE";
+
+void assertTheDesktopFacesOfThisRun() {
+    if (const auto face = qEnvironmentVariable(desktopFaceVariable); !face.isEmpty()) {
+        ASSERT_EQ(QFontInfo(QGuiApplication::font()).family(), face);
+        ASSERT_EQ(QFontInfo(QFontDatabase::systemFont(QFontDatabase::FixedFont)).family(), face);
+    }
+}
 
 TEST(ThemeFonts, MonospacedStylesAreFixedPitchAtTheSameSize) {
-    if (const auto desktop = qEnvironmentVariable(desktopMonospaceVariable); !desktop.isEmpty()) {
-        ASSERT_EQ(QFontInfo(QFontDatabase::systemFont(QFontDatabase::FixedFont)).family(), desktop)
-            << "the desktop's fixed font is the proportional face set up for this run";
-    }
+    ASSERT_NO_FATAL_FAILURE(assertTheDesktopFacesOfThisRun());
     for (const auto style : {Theme::TextStyle::body, Theme::TextStyle::callout}) {
         EXPECT_TRUE(QFontInfo(Theme::monospacedFont(style)).fixedPitch());
         EXPECT_FALSE(QFontInfo(Theme::font(style)).fixedPitch());
@@ -166,43 +171,44 @@ TEST(ThemeFonts, MonospacedStylesAreFixedPitchAtTheSameSize) {
     }
 }
 
-// Many desktops install Noto Sans Mono, which declares no fixed pitch, and fontconfig then
-// names it for "monospace". The test above runs again in a process whose fontconfig names a
-// proportional face installed with the application's dependencies instead.
-TEST(ThemeFonts, FixedPitchHoldsWhereTheDesktopsMonospaceIsProportional) {
-    const auto proportional = QStringLiteral("Noto Sans CJK SC");
-    ASSERT_FALSE(QFontDatabase::isFixedPitch(proportional));
+// Fontconfig's faces depend on what else is installed: with Noto Sans Mono (on many desktops)
+// "monospace" declares no fixed pitch, and without a Latin face such as DejaVu both
+// "monospace" and "sans-serif" are the Japanese variant of the CJK face the application needs.
+// The font tests run again in a process whose fontconfig is set up that way.
+TEST(ThemeFonts, HoldWhereTheDesktopsFacesAreTheJapaneseCJKFace) {
+    const auto face = QStringLiteral("Noto Sans CJK JP");
+    ASSERT_FALSE(QFontDatabase::isFixedPitch(face));
+    std::string rules;
+    for (const char* family : {"monospace", "sans-serif"}) {
+        rules += std::string(R"(<match target="pattern"><test name="family"><string>)") + family +
+                 R"(</string></test><edit name="family" mode="prepend_first" binding="strong">)" +
+                 "<string>" + face.toStdString() + "</string></edit></match>\n";
+    }
     test::TemporaryDirectory folder;
-    test::writeFile(folder / "fonts.conf", R"(<?xml version="1.0"?>
-<!DOCTYPE fontconfig SYSTEM "fonts.dtd">
-<fontconfig>
-  <include>/etc/fonts/fonts.conf</include>
-  <match target="pattern">
-    <test name="family"><string>monospace</string></test>
-    <edit name="family" mode="prepend_first" binding="strong"><string>)" +
-                                               proportional.toStdString() + R"(</string></edit>
-  </match>
-</fontconfig>
-)");
+    test::writeFile(folder / "fonts.conf",
+                    "<?xml version=\"1.0\"?>\n<!DOCTYPE fontconfig SYSTEM \"fonts.dtd\">\n"
+                    "<fontconfig><include>/etc/fonts/fonts.conf</include>\n" +
+                        rules + "</fontconfig>\n");
     auto environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QStringLiteral("FONTCONFIG_FILE"),
                        QString::fromStdString((folder / "fonts.conf").string()));
-    environment.insert(QString::fromLatin1(desktopMonospaceVariable), proportional);
+    environment.insert(QString::fromLatin1(desktopFaceVariable), face);
     QProcess run;
     run.setProcessEnvironment(environment);
     run.setProcessChannelMode(QProcess::MergedChannels);
-    run.start(
-        QCoreApplication::applicationFilePath(),
-        {QStringLiteral("--gtest_filter=ThemeFonts.MonospacedStylesAreFixedPitchAtTheSameSize")});
+    run.start(QCoreApplication::applicationFilePath(),
+              {QStringLiteral("--gtest_filter=ThemeFonts.MonospacedStylesAreFixedPitchAtTheSameSize"
+                              ":ThemeFonts.ChineseTextHasGlyphsInBothDesigns")});
     ASSERT_TRUE(run.waitForFinished(120'000));
     const auto output = run.readAll().toStdString();
     EXPECT_EQ(run.exitCode(), 0) << output;
-    EXPECT_THAT(output, ::testing::HasSubstr("[  PASSED  ] 1 test"));
+    EXPECT_THAT(output, ::testing::HasSubstr("[  PASSED  ] 2 tests"));
 }
 
 // Shaped as a label would shape it: every character must come from a real glyph (glyph 0 is
 // the empty box), and the Han characters from a Simplified Chinese face.
 TEST(ThemeFonts, ChineseTextHasGlyphsInBothDesigns) {
+    ASSERT_NO_FATAL_FAILURE(assertTheDesktopFacesOfThisRun());
     const auto text = QStringLiteral("状态总览 运行中 已关闭 转发进程 127.0.0.1:18082");
     for (const bool monospaced : {false, true}) {
         SCOPED_TRACE(monospaced);
