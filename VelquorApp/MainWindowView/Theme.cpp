@@ -143,15 +143,9 @@ bool isFixedPitchLatin(const QFontInfo& face) {
            QFontDatabase::writingSystems(face.family()).contains(QFontDatabase::Latin);
 }
 
-// Fontconfig's "monospace" may name a face that does not declare a fixed pitch (Noto Sans Mono
-// does not, and many desktops install it), and the icon font declares one. So the desktop's
-// choice is taken only when it is a fixed-pitch Latin face; else the face the font matcher
-// prefers for a fixed-pitch request; else any fixed-pitch Latin face that is installed.
-QString fixedPitchFamily() {
-    const QFontInfo desktop(QFontDatabase::systemFont(QFontDatabase::FixedFont));
-    if (isFixedPitchLatin(desktop)) {
-        return desktop.family();
-    }
+// The face the font matcher prefers for a fixed-pitch request, else any fixed-pitch Latin face
+// that is installed; empty when there is none.
+QString fixedPitchFallback() {
     QFont request{QString()};
     request.setStyleHint(QFont::Monospace);
     request.setFixedPitch(true);
@@ -164,7 +158,19 @@ QString fixedPitchFamily() {
             return installed.family();
         }
     }
-    return desktop.family();
+    return {};
+}
+
+// Fontconfig's "monospace" may name a face that does not declare a fixed pitch (Noto Sans Mono
+// does not, and many desktops install it), and the icon font declares one. So the desktop's
+// choice is taken only when it is a fixed-pitch Latin face.
+QString fixedPitchFamily() {
+    const QFontInfo desktop(QFontDatabase::systemFont(QFontDatabase::FixedFont));
+    if (isFixedPitchLatin(desktop)) {
+        return desktop.family();
+    }
+    static const QString fallback = fixedPitchFallback();
+    return fallback.isEmpty() ? desktop.family() : fallback;
 }
 
 QFont sized(QFont font, qreal points) {
@@ -191,8 +197,7 @@ QFont Theme::monospacedFont(TextStyle style) {
 QFont Theme::font(TextStyle style, bool monospaced) {
     auto base = QGuiApplication::font();
     if (monospaced) {
-        static const QString fixed = fixedPitchFamily();
-        base.setFamilies(withChineseFallback(fixed, true));
+        base.setFamilies(withChineseFallback(fixedPitchFamily(), true));
         base.setStyleHint(QFont::Monospace);
         base.setFixedPitch(true);
     } else {

@@ -68,7 +68,7 @@ protected:
 
     int shownLines() const { return m_page->logArea().document()->blockCount(); }
 
-    // The line at the top of the view, and one further down.
+    // The line of the log shown at that height of the view.
     QTextBlock lineAt(int y) const {
         return m_page->logArea().cursorForPosition(QPoint(LogsPage::textInset, y)).block();
     }
@@ -185,7 +185,6 @@ TEST_P(LogsPageKeepsThePlace, WhenARefreshOnlyAddsLines) {
     }
     appendLines(c.linesBefore, c.added);
     refresh();
-    ASSERT_EQ(shown(), m_model->logPreview());
     const auto top = lineAt(LogsPage::textInset).text();
     if (c.rewritten || !c.scrolledAway) {
         EXPECT_EQ(scrollBar->value(), 0);
@@ -218,7 +217,10 @@ TEST_F(LogsPageTest, OpenFolderShowsTheFolderOrSaysWhyItCannot) {
     // The offscreen platform starts no file manager, and without a PATH no xdg-open would be
     // found on a real display either. A file manager is stood in for by a text browser: any
     // method taking a URL serves as a handler, and its signal records the request.
-    const auto path = qgetenv("PATH");
+    struct PathGuard {
+        QByteArray saved = qgetenv("PATH");
+        ~PathGuard() { qputenv("PATH", saved); }
+    } path;
     qputenv("PATH", "");
     QTextBrowser fileManager;
     QSignalSpy opened(&fileManager, &QTextBrowser::anchorClicked);
@@ -241,7 +243,6 @@ TEST_F(LogsPageTest, OpenFolderShowsTheFolderOrSaysWhyItCannot) {
                   present ? QString() : QStringLiteral("无法打开日志目录：") + folder);
         EXPECT_EQ(shown(), m_model->logPreview()) << "nothing else changes";
     }
-    qputenv("PATH", path);
 }
 
 } // namespace
