@@ -1,7 +1,6 @@
 #include "bench/BenchRun.h"
 
 #include "bench/BannerServer.h"
-#include "bench/ChildProcess.h"
 #include "bench/CostMeter.h"
 #include "bench/FileText.h"
 #include "bench/ForwarderSweep.h"
@@ -11,12 +10,13 @@
 #include "bench/MachineDescription.h"
 #include "bench/ProcessUsage.h"
 #include "bench/QarvexdProcess.h"
-#include "bench/SystemTool.h"
 #include "core/forwarding/LsofListenerProbe.h"
 #include "core/forwarding/NetworkPortChecker.h"
 #include "core/forwarding/SocatCommand.h"
 #include "core/process/ProcessRunner.h"
 #include "core/service/DefaultController.h"
+#include "support/harness/ChildProcess.h"
+#include "support/harness/SystemTool.h"
 
 #include <array>
 #include <fstream>
@@ -71,12 +71,13 @@ BenchRun::BenchRun(const BenchOptions& options) : m_options(options) {
         throw std::runtime_error("tgtd needs root to run an iSCSI target; run as root");
     }
     for (const char* tool : {"tgtd", "tgtadm", "iscsi-perf", "socat", "lsof", "env"}) {
-        SystemTool::find(tool);
+        harness::SystemTool::find(tool);
     }
     m_machine = MachineDescription::markdown(m_folder.path());
     progress("starting tgtd, the discovery endpoint and the controller in " +
              m_folder.path().string());
-    m_target = std::make_unique<TgtdTarget>(m_folder.path(), "iqn.2024-01.dev.velquor:bench", 64);
+    m_target = std::make_unique<harness::IscsiTarget>(m_folder.path(),
+                                                      "iqn.2024-01.dev.velquor:bench", 64);
     m_discovery = std::make_unique<RedirectServer>(m_target->port());
     fs::create_directories(m_folder / "controller");
     m_controller = std::make_unique<BenchController>(m_folder / "controller", Loopback::freePort(),
@@ -270,7 +271,8 @@ void BenchRun::measureThroughput() {
                                TargetEndpoint("127.0.0.1", m_target->port()));
     std::vector<std::string> arguments = {"-b", referenceSocatBuffer};
     arguments.insert(arguments.end(), command.arguments.begin(), command.arguments.end());
-    ChildProcess reference(command.executableURL, arguments, m_folder / "reference-socat.out");
+    harness::ChildProcess reference(command.executableURL, arguments,
+                                    m_folder / "reference-socat.out");
 
     struct Path {
         std::string name;

@@ -4,8 +4,8 @@
 #include "bench/BenchOptions.h"
 #include "bench/BenchTable.h"
 #include "bench/RedirectServer.h"
-#include "bench/TemporaryFolder.h"
-#include "bench/TgtdTarget.h"
+#include "support/harness/IscsiTarget.h"
+#include "support/harness/TemporaryDirectory.h"
 
 #include <chrono>
 #include <memory>
@@ -38,9 +38,9 @@ private:
 
     BenchOptions m_options;
     // Declared first so that it goes last, after everything that keeps files in it.
-    TemporaryFolder m_folder;
+    harness::TemporaryDirectory m_folder;
     std::string m_machine;
-    std::unique_ptr<TgtdTarget> m_target;
+    std::unique_ptr<harness::IscsiTarget> m_target;
     std::unique_ptr<RedirectServer> m_discovery;
     std::unique_ptr<BenchController> m_controller;
     BenchTable m_table;

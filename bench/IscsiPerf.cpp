@@ -1,9 +1,9 @@
 #include "bench/IscsiPerf.h"
 
-#include "bench/ChildProcess.h"
 #include "bench/FileText.h"
 #include "bench/Interruption.h"
-#include "bench/SystemTool.h"
+#include "support/harness/ChildProcess.h"
+#include "support/harness/SystemTool.h"
 
 #include <csignal>
 #include <fstream>
@@ -26,8 +26,8 @@ IscsiPerf::IscsiPerf(std::filesystem::path folder, int blocksPerRequest, int max
 IscsiPerf::Rate IscsiPerf::measure(const std::string& lunUrl, int seconds) const {
     const auto output = m_folder / "iscsi-perf.out";
     {
-        ChildProcess perf(
-            SystemTool::find("iscsi-perf"),
+        harness::ChildProcess perf(
+            harness::SystemTool::find("iscsi-perf"),
             {"-b", std::to_string(m_blocksPerRequest), "-m", std::to_string(m_maxRequests), lunUrl},
             output);
         // Half a second past the last full second, so that its line is out but the drain

@@ -4,8 +4,8 @@
 #include "bench/FileText.h"
 #include "bench/ForwarderSweep.h"
 #include "bench/Interruption.h"
-#include "bench/SystemTool.h"
 #include "core/forwarding/NetworkPortChecker.h"
+#include "support/harness/SystemTool.h"
 
 #include <csignal>
 #include <fstream>
@@ -29,8 +29,8 @@ QarvexdProcess::QarvexdProcess(const fs::path& home, std::int64_t listenPort,
                       checkIntervalSeconds, true);
     // env execs qarvexd in the same process, so the pid is qarvexd's, and the bench's own
     // environment stays as it was.
-    m_process = std::make_unique<ChildProcess>(
-        SystemTool::find("env"),
+    m_process = std::make_unique<harness::ChildProcess>(
+        harness::SystemTool::find("env"),
         std::vector<std::string>{"-u", "XDG_CONFIG_HOME", "-u", "XDG_STATE_HOME",
                                  "HOME=" + home.string(), QARVEXD_PATH},
         m_outputFile);

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "bench/ChildProcess.h"
+#include "support/harness/ChildProcess.h"
 
 #include <chrono>
 #include <cstdint>
@@ -31,7 +31,7 @@ private:
     std::int64_t m_listenPort;
     std::filesystem::path m_logFile;
     std::filesystem::path m_outputFile;
-    std::unique_ptr<ChildProcess> m_process;
+    std::unique_ptr<harness::ChildProcess> m_process;
 };
 
 } // namespace velquor::bench

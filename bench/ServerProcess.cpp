@@ -51,7 +51,7 @@ ServerProcess::ServerProcess(Handler handler, const void* context) {
     if (pid == 0) {
         serveForever(listener.get(), handler, context, parent);
     }
-    m_process = std::make_unique<ChildProcess>(pid);
+    m_process = std::make_unique<harness::ChildProcess>(pid);
 }
 
 } // namespace velquor::bench

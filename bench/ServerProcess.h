@@ -1,6 +1,6 @@
 #pragma once
 
-#include "bench/ChildProcess.h"
+#include "support/harness/ChildProcess.h"
 
 #include <cstdint>
 #include <memory>
@@ -23,7 +23,7 @@ public:
 
 private:
     std::int64_t m_port = 0;
-    std::unique_ptr<ChildProcess> m_process;
+    std::unique_ptr<harness::ChildProcess> m_process;
 };
 
 } // namespace velquor::bench

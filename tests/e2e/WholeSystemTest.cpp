@@ -6,6 +6,7 @@
 #include "core/forwarding/LsofListenerProbe.h"
 #include "core/forwarding/NetworkPortChecker.h"
 #include "tests/support/DiscoveryServer.h"
+#include "tests/support/LoopbackListener.h"
 #include "tests/support/Network.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/support/Wait.h"
@@ -27,8 +28,8 @@ namespace {
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 
-// Long enough for the daemon's shortest interval (5 s) and a start behind it.
-constexpr auto healthCheckDeadline = 20s;
+// The daemon's shortest interval (5 s) and a start behind it, with room for a loaded machine.
+constexpr auto healthCheckDeadline = 60s;
 
 std::size_t occurrences(const std::string& text, const std::string& part) {
     std::size_t count = 0;
@@ -86,7 +87,7 @@ private:
 class WholeSystemTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        if (const auto reason = wholeSystemUnavailableReason()) {
+        if (const auto reason = forwardingToolsUnavailableReason()) {
             GTEST_SKIP() << *reason;
         }
     }
@@ -154,7 +155,17 @@ protected:
     std::unique_ptr<DaemonProcess> m_daemon;
 };
 
-TEST_F(WholeSystemTest, AutoStartForwardsAnInitiatorToTheDiscoveredTarget) {
+// The tests that reach a real iSCSI target through the forwarder.
+class WholeSystemWithTargetTest : public WholeSystemTest {
+protected:
+    void SetUp() override {
+        if (const auto reason = wholeSystemUnavailableReason()) {
+            GTEST_SKIP() << *reason;
+        }
+    }
+};
+
+TEST_F(WholeSystemWithTargetTest, AutoStartForwardsAnInitiatorToTheDiscoveredTarget) {
     IscsiTarget one(m_data, "iqn.2026-11.com.velquor.test:one", 8);
     pointDiscoveryAt(one);
     writeConfig(true);
@@ -164,7 +175,7 @@ TEST_F(WholeSystemTest, AutoStartForwardsAnInitiatorToTheDiscoveredTarget) {
     expectIscsiReaches(one);
 }
 
-TEST_F(WholeSystemTest, TheForwarderFollowsTheTargetWhenItMoves) {
+TEST_F(WholeSystemWithTargetTest, TheForwarderFollowsTheTargetWhenItMoves) {
     IscsiTarget one(m_data, "iqn.2026-11.com.velquor.test:one", 8);
     IscsiTarget two(m_data, "iqn.2026-11.com.velquor.test:two", 16);
     pointDiscoveryAt(one);
@@ -189,7 +200,7 @@ TEST_F(WholeSystemTest, TheForwarderFollowsTheTargetWhenItMoves) {
         << "a socat of the old route is left";
 }
 
-TEST_F(WholeSystemTest, AForwarderKilledFromOutsideIsRestartedByTheNextCheck) {
+TEST_F(WholeSystemWithTargetTest, AForwarderKilledFromOutsideIsRestartedByTheNextCheck) {
     IscsiTarget one(m_data, "iqn.2026-11.com.velquor.test:one", 8);
     pointDiscoveryAt(one);
     writeConfig(true);
@@ -203,7 +214,7 @@ TEST_F(WholeSystemTest, AForwarderKilledFromOutsideIsRestartedByTheNextCheck) {
     expectIscsiReaches(one);
 }
 
-TEST_F(WholeSystemTest, ForwardingGoesOnWithTheCachedTargetWhileDiscoveryIsDown) {
+TEST_F(WholeSystemWithTargetTest, ForwardingGoesOnWithTheCachedTargetWhileDiscoveryIsDown) {
     IscsiTarget one(m_data, "iqn.2026-11.com.velquor.test:one", 8);
     m_discoveryDown = true;
     writeConfig(true, TargetEndpoint("127.0.0.1", one.port()));
@@ -223,14 +234,14 @@ TEST_F(WholeSystemTest, WithoutDiscoveryAndWithoutACachedTargetNothingStarts) {
     m_discoveryDown = true;
     writeConfig(true);
     startDaemon();
-    ASSERT_TRUE(waitForLog("ERROR: Failed to start service: ", 1, 15s)) << log();
+    ASSERT_TRUE(waitForLog("ERROR: Failed to start service: ")) << log();
     EXPECT_TRUE(socatsOn(m_listenPort).empty());
     EXPECT_FALSE(NetworkPortChecker().isListening("127.0.0.1", m_listenPort));
 }
 
 TEST_F(WholeSystemTest, APortHeldByAnotherProgramFailsAndLeavesTheProgramAlone) {
-    IscsiTarget one(m_data, "iqn.2026-11.com.velquor.test:one", 8);
-    pointDiscoveryAt(one);
+    // No target is ever reached: the start fails on the port before it would connect.
+    m_discovery.setReply(DiscoveryServer::redirectTo("127.0.0.1", freeTcpPort()));
     ForeignListener squatter(m_listenPort);
     ASSERT_TRUE(
         waitUntil([&] { return NetworkPortChecker().isListening("127.0.0.1", m_listenPort); }));
@@ -246,12 +257,11 @@ TEST_F(WholeSystemTest, APortHeldByAnotherProgramFailsAndLeavesTheProgramAlone) 
 }
 
 TEST_F(WholeSystemTest, SigtermStopsTheForwarderAndExitsCleanly) {
-    IscsiTarget one(m_data, "iqn.2026-11.com.velquor.test:one", 8);
-    pointDiscoveryAt(one);
+    const LoopbackListener target;
+    m_discovery.setReply(DiscoveryServer::redirectTo("127.0.0.1", target.port()));
     writeConfig(true);
     startDaemon();
     ASSERT_TRUE(waitForLog("socat started [PID=")) << log();
-    expectIscsiReaches(one);
     EXPECT_EQ(m_daemon->terminate(), 0);
     EXPECT_NE(log().find("socat stopped [PID="), std::string::npos) << log();
     EXPECT_TRUE(waitUntil([&] { return socatsOn(m_listenPort).empty(); })) << "a socat remains";
@@ -259,7 +269,8 @@ TEST_F(WholeSystemTest, SigtermStopsTheForwarderAndExitsCleanly) {
 
 // The desktop application runs the same service: started twice it stays one process, and ending
 // the session (SIGTERM) stops its forwarder like its quit command does.
-TEST_F(WholeSystemTest, TheDesktopApplicationForwardsStaysOneAndStopsForwardingOnSigterm) {
+TEST_F(WholeSystemWithTargetTest,
+       TheDesktopApplicationForwardsStaysOneAndStopsForwardingOnSigterm) {
     IscsiTarget one(m_data, "iqn.2026-11.com.velquor.test:one", 8);
     pointDiscoveryAt(one);
     writeConfig(true);
@@ -268,7 +279,7 @@ TEST_F(WholeSystemTest, TheDesktopApplicationForwardsStaysOneAndStopsForwardingO
     expectIscsiReaches(one);
 
     DaemonProcess second(m_home.path(), QARVEX_PATH);
-    EXPECT_EQ(second.waitForExit(std::chrono::seconds(15)), 0) << "it handed over and ended";
+    EXPECT_EQ(second.waitForExit(std::chrono::seconds(60)), 0) << "it handed over and ended";
     EXPECT_EQ(occurrences(log(), "Configuration loaded"), 1u) << "the second one loaded nothing";
 
     EXPECT_EQ(app.terminate(), 0);
@@ -281,7 +292,7 @@ TEST_F(WholeSystemTest, ADamagedConfigurationIsSetAsideAndTheServiceStarts) {
     fs::create_directories(m_configFile.parent_path());
     std::ofstream(m_configFile) << damaged;
     startDaemon();
-    ASSERT_TRUE(waitForLog("Configuration loaded", 1, 10s)) << log();
+    ASSERT_TRUE(waitForLog("Configuration loaded")) << log();
     std::vector<fs::path> aside;
     for (const auto& entry : fs::directory_iterator(m_configFile.parent_path())) {
         if (entry.path().filename().string().starts_with("config.json.invalid-")) {

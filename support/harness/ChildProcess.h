@@ -7,10 +7,11 @@
 #include <string>
 #include <vector>
 
-namespace velquor::bench {
+namespace velquor::harness {
 
-// A child of the bench. Whatever happens it is killed with SIGKILL and reaped when released:
-// tgtd ignores SIGTERM once it has targets, and a failed run must leave nothing behind.
+// A child of the bench or of a whole-system test. Whatever happens it is killed with SIGKILL and
+// reaped when released: tgtd ignores SIGTERM once it has targets, and a failed run must leave
+// nothing behind.
 class ChildProcess {
 public:
     // Standard input is /dev/null; standard output and error both go to outputFile.
@@ -37,4 +38,4 @@ private:
     int m_status = 0;
 };
 
-} // namespace velquor::bench
+} // namespace velquor::harness

@@ -1,19 +1,16 @@
-#include "bench/TgtdTarget.h"
+#include "support/harness/IscsiTarget.h"
 
-#include "bench/FileText.h"
-#include "bench/Interruption.h"
-#include "bench/Loopback.h"
-#include "bench/SystemTool.h"
 #include "core/forwarding/NetworkPortChecker.h"
-#include "core/process/ProcessRunner.h"
+#include "support/harness/SystemTool.h"
 
 #include <fstream>
 #include <random>
 #include <sstream>
 #include <stdexcept>
+#include <thread>
 #include <unistd.h>
 
-namespace velquor::bench {
+namespace velquor::harness {
 
 namespace {
 
@@ -21,7 +18,7 @@ namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 
 // tgtd names its control socket after this number; a random one keeps clear of other tgtd
-// instances and of what a killed run left behind.
+// instances, of runs in parallel and of what a killed run left behind.
 std::int64_t unusedControlPort() {
     static std::mt19937 random(static_cast<unsigned>(::getpid()));
     for (;;) {
@@ -32,10 +29,16 @@ std::int64_t unusedControlPort() {
     }
 }
 
+std::string contentOf(const fs::path& file) {
+    std::ostringstream text;
+    text << std::ifstream(file).rdbuf();
+    return text.str();
+}
+
 } // namespace
 
-TgtdTarget::TgtdTarget(const fs::path& folder, std::string iqn, std::int64_t lunMegabytes)
-    : m_iqn(std::move(iqn)), m_port(Loopback::freePort()), m_controlPort(unusedControlPort()) {
+IscsiTarget::IscsiTarget(const fs::path& folder, std::string iqn, std::int64_t lunMegabytes)
+    : m_iqn(std::move(iqn)), m_port(freeLoopbackPort()), m_controlPort(unusedControlPort()) {
     const auto lun = folder / ("lun-" + std::to_string(m_port) + ".img");
     std::ofstream(lun).close();
     fs::resize_file(lun, static_cast<std::uintmax_t>(lunMegabytes) * 1024 * 1024);
@@ -47,12 +50,12 @@ TgtdTarget::TgtdTarget(const fs::path& folder, std::string iqn, std::int64_t lun
         log);
     try {
         NetworkPortChecker checker;
-        const auto until = std::chrono::steady_clock::now() + 10s;
+        const auto until = std::chrono::steady_clock::now() + 20s;
         while (!checker.isListening("127.0.0.1", m_port)) {
             if (m_process->hasExited() || std::chrono::steady_clock::now() > until) {
                 throw std::runtime_error("tgtd did not listen: " + contentOf(log));
             }
-            Interruption::sleepFor(5ms);
+            std::this_thread::sleep_for(5ms);
         }
         administer({"--op", "new", "--mode", "target", "--tid", "1", "-T", m_iqn});
         administer({"--op", "new", "--mode", "logicalunit", "--tid", "1", "--lun", "1", "-b",
@@ -65,30 +68,26 @@ TgtdTarget::TgtdTarget(const fs::path& folder, std::string iqn, std::int64_t lun
     }
 }
 
-TgtdTarget::~TgtdTarget() {
+IscsiTarget::~IscsiTarget() {
     m_process.reset();
     removeControlSocket();
 }
 
-std::string TgtdTarget::lunUrl(std::int64_t port) const {
+std::string IscsiTarget::lunUrl(std::int64_t port) const {
     return "iscsi://127.0.0.1:" + std::to_string(port) + "/" + m_iqn + "/1";
 }
 
-void TgtdTarget::administer(const std::vector<std::string>& arguments) const {
+void IscsiTarget::administer(const std::vector<std::string>& arguments) const {
     std::vector<std::string> all = {"-C", std::to_string(m_controlPort), "--lld", "iscsi"};
     all.insert(all.end(), arguments.begin(), arguments.end());
-    const ProcessRunner runner(SystemTool::find("tgtadm"), all, 10s);
-    const auto result = runner.run();
-    if (result.exitCode != 0) {
-        throw std::runtime_error(runner.commandLine() + " failed: " + result.standardOutput);
-    }
+    SystemTool::run("tgtadm", all, 10s);
 }
 
-void TgtdTarget::removeControlSocket() const noexcept {
+void IscsiTarget::removeControlSocket() const noexcept {
     std::error_code ignored;
     for (const char* suffix : {"", ".lock"}) {
         fs::remove("/var/run/tgtd/socket." + std::to_string(m_controlPort) + suffix, ignored);
     }
 }
 
-} // namespace velquor::bench
+} // namespace velquor::harness

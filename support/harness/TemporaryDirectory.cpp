@@ -1,10 +1,10 @@
-#include "tests/support/TemporaryDirectory.h"
+#include "support/harness/TemporaryDirectory.h"
 
 #include <cstdlib>
 #include <string>
 #include <system_error>
 
-namespace velquor::test {
+namespace velquor::harness {
 
 TemporaryDirectory::TemporaryDirectory() {
     std::string pattern = (std::filesystem::temp_directory_path() / "velquor-test-XXXXXX").string();
@@ -25,4 +25,4 @@ TemporaryDirectory::~TemporaryDirectory() {
     std::filesystem::remove_all(m_path, ignored);
 }
 
-} // namespace velquor::test
+} // namespace velquor::harness

@@ -1,4 +1,4 @@
-#include "bench/ChildProcess.h"
+#include "support/harness/ChildProcess.h"
 
 #include "core/files/FileDescriptor.h"
 #include "core/process/ProcessSpawner.h"
@@ -10,7 +10,7 @@
 #include <system_error>
 #include <thread>
 
-namespace velquor::bench {
+namespace velquor::harness {
 
 ChildProcess::ChildProcess(const std::filesystem::path& program,
                            const std::vector<std::string>& arguments,
@@ -71,4 +71,4 @@ void ChildProcess::kill() noexcept {
     m_reaped = true;
 }
 
-} // namespace velquor::bench
+} // namespace velquor::harness
