@@ -135,6 +135,14 @@ protected:
         m_discovery.setReply(DiscoveryServer::redirectTo("127.0.0.1", target.port()));
     }
 
+    // qarvexd with autoStart on and discovery pointing at the target; true once it started socat.
+    bool startsForwardingTo(const IscsiTarget& target) {
+        pointDiscoveryAt(target);
+        writeConfig(true);
+        startDaemon();
+        return waitForLog("socat started [PID=");
+    }
+
     // Forwarding from the listen port to the target, as an initiator sees it.
     void expectIscsiReaches(const IscsiTarget& target) {
         ASSERT_TRUE(
@@ -167,10 +175,7 @@ protected:
 
 TEST_F(WholeSystemWithTargetTest, AutoStartForwardsAnInitiatorToTheDiscoveredTarget) {
     IscsiTarget one(m_data, "iqn.2026-11.com.velquor.test:one", 8);
-    pointDiscoveryAt(one);
-    writeConfig(true);
-    startDaemon();
-    ASSERT_TRUE(waitForLog("socat started [PID=")) << log();
+    ASSERT_TRUE(startsForwardingTo(one)) << log();
     EXPECT_NE(log().find("]: " + route(one)), std::string::npos) << log();
     expectIscsiReaches(one);
 }
@@ -178,10 +183,7 @@ TEST_F(WholeSystemWithTargetTest, AutoStartForwardsAnInitiatorToTheDiscoveredTar
 TEST_F(WholeSystemWithTargetTest, TheForwarderFollowsTheTargetWhenItMoves) {
     IscsiTarget one(m_data, "iqn.2026-11.com.velquor.test:one", 8);
     IscsiTarget two(m_data, "iqn.2026-11.com.velquor.test:two", 16);
-    pointDiscoveryAt(one);
-    writeConfig(true);
-    startDaemon();
-    ASSERT_TRUE(waitForLog("socat started [PID=")) << log();
+    ASSERT_TRUE(startsForwardingTo(one)) << log();
     expectIscsiReaches(one);
 
     pointDiscoveryAt(two);
@@ -202,10 +204,7 @@ TEST_F(WholeSystemWithTargetTest, TheForwarderFollowsTheTargetWhenItMoves) {
 
 TEST_F(WholeSystemWithTargetTest, AForwarderKilledFromOutsideIsRestartedByTheNextCheck) {
     IscsiTarget one(m_data, "iqn.2026-11.com.velquor.test:one", 8);
-    pointDiscoveryAt(one);
-    writeConfig(true);
-    startDaemon();
-    ASSERT_TRUE(waitForLog("socat started [PID=")) << log();
+    ASSERT_TRUE(startsForwardingTo(one)) << log();
     for (const auto pid : socatsOn(m_listenPort)) {
         ::kill(pid, SIGKILL);
     }

@@ -1,13 +1,12 @@
 #include "core/login/LaunchAgentManager.h"
 
 #include "tests/support/Files.h"
+#include "tests/support/ScopedEnvironment.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <functional>
-#include <optional>
 #include <unistd.h>
 
 namespace velquor {
@@ -157,32 +156,17 @@ TEST(LaunchAgentManagerText, PlistHasTheFourKeysWithEscapedStrings) {
     }
 }
 
-// Puts an environment variable back as it was when the test ends.
-class SavedVariable {
-public:
-    explicit SavedVariable(const char* name) : m_name(name) {
-        if (const char* value = std::getenv(name)) {
-            m_value = value;
-        }
-    }
-    ~SavedVariable() { m_value ? ::setenv(m_name, m_value->c_str(), 1) : ::unsetenv(m_name); }
-
-private:
-    const char* m_name;
-    std::optional<std::string> m_value;
-};
-
 TEST(LaunchAgentManagerDefaults, FolderFollowsXdgConfigHomeOnlyWhenAbsolute) {
-    const SavedVariable home("HOME"), xdg("XDG_CONFIG_HOME");
-    ::setenv("HOME", "/home/someone", 1);
+    test::ScopedEnvironment environment;
+    environment.set("HOME", "/home/someone");
 #ifdef __APPLE__
     EXPECT_EQ(LaunchAgentManager::defaultLaunchAgentsDirectory(),
               fs::path("/home/someone/Library/LaunchAgents"));
 #else
-    ::setenv("XDG_CONFIG_HOME", "/xdg/config", 1);
+    environment.set("XDG_CONFIG_HOME", "/xdg/config");
     EXPECT_EQ(LaunchAgentManager::defaultLaunchAgentsDirectory(),
               fs::path("/xdg/config/autostart"));
-    ::setenv("XDG_CONFIG_HOME", "relative/config", 1);
+    environment.set("XDG_CONFIG_HOME", "relative/config");
     EXPECT_EQ(LaunchAgentManager::defaultLaunchAgentsDirectory(),
               fs::path("/home/someone/.config/autostart"));
 #endif
