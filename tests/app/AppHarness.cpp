@@ -28,7 +28,7 @@ AppViewModel& AppHarness::start(std::shared_ptr<ServiceController> controller) {
     m_model = std::make_unique<AppViewModel>(controller ? std::move(controller) : makeController(),
                                              environment());
     QSignalSpy loaded(m_model.get(), &AppViewModel::loaded);
-    if (!loaded.wait(10000)) {
+    if (!loaded.wait(30000)) {
         throw std::runtime_error("the view model did not finish loading");
     }
     return *m_model;

@@ -52,6 +52,6 @@ inline QString statusName(ServiceStatus status) {
 }
 
 // Runs the event loop until the condition holds; false when the deadline passed first.
-bool waitFor(const std::function<bool()>& condition, int milliseconds = 5000);
+bool waitFor(const std::function<bool()>& condition, int milliseconds = 30000);
 
 } // namespace velquor::test

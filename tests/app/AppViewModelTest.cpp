@@ -83,7 +83,7 @@ TEST_F(AppViewModelTest, StartsWithItsInitialTextsAndLoadsInTheBackground) {
     EXPECT_EQ(model.settingsFeedbackText(), QStringLiteral("修改配置后请点击保存设置。"));
 
     QSignalSpy loaded(&model, &AppViewModel::loaded);
-    ASSERT_TRUE(loaded.wait(5000));
+    ASSERT_TRUE(loaded.wait(30000));
     EXPECT_EQ(model.socatRuntimeText(), QStringLiteral("未监听"));
     EXPECT_EQ(model.autoStartStatusText(), QStringLiteral("已关闭，登录 Linux 后不会自动启动。"));
     EXPECT_TRUE(model.logPreview().contains(QStringLiteral("Configuration loaded")));

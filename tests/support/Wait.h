@@ -7,6 +7,6 @@ namespace velquor::test {
 
 // Polls the condition until it holds or the deadline passes; returns its last answer.
 bool waitUntil(const std::function<bool()>& condition,
-               std::chrono::milliseconds deadline = std::chrono::seconds(10));
+               std::chrono::milliseconds deadline = std::chrono::seconds(30));
 
 } // namespace velquor::test
