@@ -3,6 +3,7 @@
 #include "support/harness/SystemTool.h"
 
 #include <csignal>
+#include <cstdlib>
 #include <stdexcept>
 #include <unistd.h>
 
@@ -48,18 +49,15 @@ std::string iscsiInquiry(std::int64_t port, const std::string& iqn) {
 
 DaemonProcess::DaemonProcess(const fs::path& home, const fs::path& program,
                              const std::vector<std::string>& arguments) {
-    // Only for the child, through env(1), which then becomes the program: its settings and log
-    // go to the test's folder, the desktop application's one-instance socket too, where a
-    // qarvex the user runs cannot answer for it, and it draws its window where no display is.
-    std::vector<std::string> all = {"-u",
-                                    "XDG_CONFIG_HOME",
-                                    "-u",
-                                    "XDG_STATE_HOME",
-                                    "HOME=" + home.string(),
-                                    "TMPDIR=" + home.string(),
-                                    "XDG_RUNTIME_DIR=" + home.string(),
-                                    "QT_QPA_PLATFORM=offscreen",
-                                    program.string()};
+    // The test's own process too: tests read the settings and the log where the program writes.
+    ::setenv("HOME", home.c_str(), 1);
+    ::unsetenv("XDG_CONFIG_HOME");
+    ::unsetenv("XDG_STATE_HOME");
+    // Only for the child, through env(1), which then becomes the program: the desktop
+    // application's one-instance socket goes to the test's folder, where a qarvex the user runs
+    // cannot answer for it, and it draws its window where no display exists.
+    std::vector<std::string> all = {"TMPDIR=" + home.string(), "XDG_RUNTIME_DIR=" + home.string(),
+                                    "QT_QPA_PLATFORM=offscreen", program.string()};
     all.insert(all.end(), arguments.begin(), arguments.end());
     m_process = std::make_unique<harness::ChildProcess>(
         SystemTool::find("env"), all, home / (program.filename().string() + ".out"));
