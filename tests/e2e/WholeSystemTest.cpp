@@ -14,12 +14,8 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include <arpa/inet.h>
 #include <csignal>
 #include <fstream>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace velquor::test {
@@ -49,40 +45,6 @@ std::vector<std::int32_t> socatsOn(std::int64_t port) {
     }
     return pids;
 }
-
-// A program that is not socat, holding the port in a process of its own.
-class ForeignListener {
-public:
-    explicit ForeignListener(std::int64_t port) {
-        m_pid = ::fork();
-        if (m_pid == 0) {
-            const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
-            const int on = 1;
-            ::setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-            sockaddr_in address{};
-            address.sin_family = AF_INET;
-            address.sin_port = htons(static_cast<std::uint16_t>(port));
-            address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-            if (::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
-                ::listen(fd, 16) != 0) {
-                ::_exit(1);
-            }
-            for (;;) {
-                ::pause();
-            }
-        }
-    }
-    ~ForeignListener() {
-        ::kill(m_pid, SIGKILL);
-        ::waitpid(m_pid, nullptr, 0);
-    }
-    bool isAlive() const {
-        return ::kill(m_pid, 0) == 0 && ::waitpid(m_pid, nullptr, WNOHANG) == 0;
-    }
-
-private:
-    pid_t m_pid;
-};
 
 class WholeSystemTest : public ::testing::Test {
 protected:
@@ -241,7 +203,13 @@ TEST_F(WholeSystemTest, WithoutDiscoveryAndWithoutACachedTargetNothingStarts) {
 TEST_F(WholeSystemTest, APortHeldByAnotherProgramFailsAndLeavesTheProgramAlone) {
     // No target is ever reached: the start fails on the port before it would connect.
     m_discovery.setReply(DiscoveryServer::redirectTo("127.0.0.1", freeTcpPort()));
-    ForeignListener squatter(m_listenPort);
+    // A program that is not socat holds the port: perl, which every Debian system has.
+    harness::ChildProcess squatter("/usr/bin/perl",
+                                   {"-MIO::Socket::INET", "-e",
+                                    "my $s = IO::Socket::INET->new(LocalAddr => '127.0.0.1', "
+                                    "LocalPort => $ARGV[0], Listen => 16) or die $!; sleep",
+                                    std::to_string(m_listenPort)},
+                                   m_data / "squatter.out");
     ASSERT_TRUE(
         waitUntil([&] { return NetworkPortChecker().isListening("127.0.0.1", m_listenPort); }));
     writeConfig(true);
@@ -251,7 +219,7 @@ TEST_F(WholeSystemTest, APortHeldByAnotherProgramFailsAndLeavesTheProgramAlone) 
                            std::to_string(m_listenPort) + ")"))
         << log();
     ASSERT_TRUE(waitForLog("Health check passed")) << "the check leaves the port to its owner";
-    EXPECT_TRUE(squatter.isAlive());
+    EXPECT_FALSE(squatter.hasExited());
     EXPECT_TRUE(socatsOn(m_listenPort).empty());
 }
 
