@@ -166,6 +166,8 @@ ForwarderConfig ForwarderConfig::fromJson(const nlohmann::json& json) {
     }
     config.recentListenPorts =
         normalizedRecentListenPorts(stored, config.listenPort, recentListenPortLimit);
+    config.desktopNotifications = json::isAbsent(json, "desktopNotifications") ||
+                                  json::requireBoolean(json, "desktopNotifications");
     return config;
 }
 
@@ -179,6 +181,7 @@ nlohmann::json ForwarderConfig::toJson() const {
         {"autoStart", autoStart},
         {"logRetentionDays", logRetentionDays},
         {"recentListenPorts", recentListenPorts},
+        {"desktopNotifications", desktopNotifications},
     };
     if (target) {
         json["target"] = target->toJson();

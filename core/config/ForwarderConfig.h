@@ -62,6 +62,9 @@ struct ForwarderConfig {
     std::int64_t logRetentionDays;
     std::optional<TargetEndpoint> target;
     std::vector<std::int64_t> recentListenPorts;
+    // Whether warnings, recoveries, failed starts and target moves reach the desktop. Files
+    // written before the switch existed have no key and read as on.
+    bool desktopNotifications = true;
 
     // Validates the listen port, then each recent port in order; normalises the port history.
     ForwarderConfig(std::string listenHost, std::int64_t listenPort, Url discoveryURL,

@@ -35,9 +35,9 @@ ServiceController::ServiceController(ConfigStore configStore, LogManager logMana
 
 ServiceSnapshot ServiceController::snapshot() {
     const auto runtimeStatus = probe();
-    return {m_status,      m_config,    m_currentTarget,
-            m_lastCheckAt, m_lastError, runtimeStatus.processIdentifier(),
-            runtimeStatus};
+    return {m_status,      m_config,     m_currentTarget,
+            m_lastCheckAt, m_lastError,  runtimeStatus.processIdentifier(),
+            runtimeStatus, std::nullopt, std::nullopt};
 }
 
 void ServiceController::updateRuntimeStatus(const SocatRuntimeStatus& runtimeStatus) {

@@ -2,6 +2,7 @@
 
 #include "core/config/ForwarderConfig.h"
 #include "core/forwarding/SocatRuntimeStatus.h"
+#include "core/service/HealthTrend.h"
 #include "core/service/ServiceStatus.h"
 
 #include <chrono>
@@ -20,6 +21,11 @@ struct ServiceSnapshot {
     std::optional<std::string> lastError;
     std::optional<std::int32_t> processIdentifier;
     SocatRuntimeStatus socatRuntimeStatus;
+    // Raised once health checks have failed failureThreshold times in a row; gone when they pass
+    // again, and after a start or a stop.
+    std::optional<HealthWarning> healthWarning;
+    // Only in the snapshot of the check that raised or ended a warning.
+    std::optional<HealthTrend::Change> healthChange;
 
     bool operator==(const ServiceSnapshot&) const = default;
 };
