@@ -28,9 +28,13 @@ PosixSocatProcess::~PosixSocatProcess() {
 
 bool PosixSocatProcess::isRunning() {
     while (!m_reaped) {
-        const pid_t result = ::waitpid(m_processIdentifier, nullptr, WNOHANG);
+        int status = 0;
+        const pid_t result = ::waitpid(m_processIdentifier, &status, WNOHANG);
         if (result == 0) {
             return true;
+        }
+        if (result == m_processIdentifier) {
+            m_exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
         }
         // Any failure but an interruption (ECHILD: reaped elsewhere) means the child is not
         // ours to wait for or signal any more.
@@ -39,6 +43,11 @@ bool PosixSocatProcess::isRunning() {
         }
     }
     return false;
+}
+
+std::optional<int> PosixSocatProcess::exitStatus() {
+    isRunning();
+    return m_exitStatus;
 }
 
 void PosixSocatProcess::terminate() {

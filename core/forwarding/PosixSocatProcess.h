@@ -18,10 +18,13 @@ public:
     std::int32_t processIdentifier() const override { return m_processIdentifier; }
     // Does nothing once the child is reaped: its identifier may belong to another process by now.
     void terminate() override;
+    // Lost when the child was reaped by someone else.
+    std::optional<int> exitStatus() override;
 
 private:
     std::int32_t m_processIdentifier;
     bool m_reaped = false;
+    std::optional<int> m_exitStatus;
 };
 
 } // namespace velquor

@@ -4,8 +4,6 @@
 #include "core/process/ChildReaper.h"
 #include "core/process/ProcessSpawner.h"
 
-#include <csignal>
-
 namespace velquor {
 
 std::unique_ptr<SocatProcess> PosixSocatProcessLauncher::launch(const SocatCommand& command) {
@@ -15,8 +13,7 @@ std::unique_ptr<SocatProcess> PosixSocatProcessLauncher::launch(const SocatComma
         return std::make_unique<PosixSocatProcess>(pid);
     } catch (...) {
         // Nobody would know of the child: end it rather than leave an untracked forwarder.
-        ::kill(pid, SIGTERM);
-        ChildReaper::adopt(pid);
+        ChildReaper::endAndAdopt(pid);
         throw;
     }
 }

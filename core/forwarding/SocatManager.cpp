@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <set>
 #include <thread>
+#include <utility>
 
 namespace velquor {
 
@@ -12,10 +13,12 @@ SocatManager::SocatManager(std::filesystem::path executableURL,
                            std::unique_ptr<PortChecking> portChecker,
                            std::unique_ptr<SocatProcessLaunching> processLauncher,
                            std::unique_ptr<ListenerProbing> listenerProbe,
-                           std::unique_ptr<ProcessTerminating> processTerminator)
+                           std::unique_ptr<ProcessTerminating> processTerminator,
+                           std::unique_ptr<ForwarderOwnershipChecking> ownershipChecker)
     : m_executableURL(std::move(executableURL)), m_portChecker(std::move(portChecker)),
       m_processLauncher(std::move(processLauncher)), m_listenerProbe(std::move(listenerProbe)),
-      m_processTerminator(std::move(processTerminator)) {}
+      m_processTerminator(std::move(processTerminator)),
+      m_ownershipChecker(std::move(ownershipChecker)) {}
 
 std::optional<std::int32_t> SocatManager::trackedProcessIdentifier() const {
     if (!m_trackedProcess) {
@@ -56,8 +59,16 @@ std::int32_t SocatManager::start(const ForwarderConfig& config, const TargetEndp
         if (!canTerminateExistingSocat(host, port)) {
             throw SocatManagerError::portOccupiedByUnknownProcess(host, port);
         }
-        stopProcesses(host, port, true);
-        waitForPortRelease(host, port);
+        try {
+            stopProcesses(host, port, true);
+            waitForPortRelease(host, port);
+        } catch (const SocatManagerError& error) {
+            // Nothing on the port proved ours at the moment of the signal: the check below
+            // refuses the port.
+            if (error.kind() != SocatManagerError::Kind::noTrackedProcess) {
+                throw;
+            }
+        }
     }
     // Checked again in every case: a stale socat may have refused to go, or another program
     // may have taken the port in the meantime.
@@ -66,16 +77,53 @@ std::int32_t SocatManager::start(const ForwarderConfig& config, const TargetEndp
     }
     const SocatCommand command(m_executableURL, host, port, target);
     auto process = m_processLauncher->launch(command);
+    // Tracked at once, so that no failure below can leave a child nobody knows of.
     m_trackedProcess = std::move(process);
+    confirmStarted(host, port);
     return m_trackedProcess->processIdentifier();
+}
+
+// A socat that cannot bind or parse its arguments ends within milliseconds; reporting it as
+// started would leave the service "running" with nothing listening until the next check.
+void SocatManager::confirmStarted(const std::string& host, std::int64_t port) {
+    const auto deadline = std::chrono::steady_clock::now() + startConfirmationTimeout;
+    for (;;) {
+        if (!m_trackedProcess->isRunning()) {
+            const auto status = m_trackedProcess->exitStatus().value_or(-1);
+            m_trackedProcess.reset();
+            throw SocatManagerError::processExitedDuringStart(status);
+        }
+        bool listening = false;
+        try {
+            listening = m_portChecker->isListening(host, port);
+        } catch (const std::exception&) {
+            // Not known to listen yet: the child's exit is what decides.
+        }
+        if (listening || std::chrono::steady_clock::now() >= deadline) {
+            return;
+        }
+        std::this_thread::sleep_for(startConfirmationInterval);
+    }
+}
+
+void SocatManager::terminateTrackedProcess() {
+    try {
+        m_trackedProcess->terminate();
+    } catch (const std::exception& error) {
+        m_terminationFailure = error.what();
+    }
+    m_trackedProcess.reset();
+}
+
+std::optional<std::string> SocatManager::takeTerminationFailure() {
+    return std::exchange(m_terminationFailure, std::nullopt);
 }
 
 void SocatManager::stop() {
     if (!m_trackedProcess) {
         throw SocatManagerError::noTrackedProcess();
     }
-    m_trackedProcess->terminate();
-    m_trackedProcess.reset();
+    terminateTrackedProcess();
 }
 
 void SocatManager::stop(const std::string& host, std::int64_t port) {
@@ -93,14 +141,13 @@ std::vector<std::int32_t> SocatManager::stopExternalSocatProcesses(const std::st
 
 std::int32_t SocatManager::restart(const ForwarderConfig& config, const TargetEndpoint& target) {
     if (m_trackedProcess) {
-        m_trackedProcess->terminate();
-        m_trackedProcess.reset();
+        terminateTrackedProcess();
     }
     return start(config, target);
 }
 
 bool SocatManager::canTerminateExistingSocat(const std::string& host, std::int64_t port) {
-    if (!m_listenerProbe || !m_processTerminator) {
+    if (!m_listenerProbe || !m_processTerminator || !m_ownershipChecker) {
         return false;
     }
     std::vector<ListenerProcess> processes;
@@ -109,8 +156,29 @@ bool SocatManager::canTerminateExistingSocat(const std::string& host, std::int64
     } catch (const std::exception&) {
         // Asked only out of caution: what cannot be seen is not terminated.
     }
-    return std::any_of(processes.begin(), processes.end(),
-                       [](const ListenerProcess& process) { return process.isSocat(); });
+    return std::any_of(processes.begin(), processes.end(), [&](const ListenerProcess& process) {
+        return isForwarderOn(process, host, port);
+    });
+}
+
+// lsof's name is only a first sieve: it also lists look-alike names, clients connected to the
+// port and listeners on other addresses of it.
+bool SocatManager::isForwarderOn(const ListenerProcess& process, const std::string& host,
+                                 std::int64_t port) {
+    return process.isSocat() &&
+           m_ownershipChecker->forwarderIdentity(process.processIdentifier, host, port);
+}
+
+bool SocatManager::terminateIfForwarderOn(std::int32_t processIdentifier, const std::string& host,
+                                          std::int64_t port) {
+    const auto identity = m_ownershipChecker->forwarderIdentity(processIdentifier, host, port);
+    // Confirmed once more at the last moment: the identifier may have passed to another
+    // process since it was inspected.
+    if (!identity || !m_ownershipChecker->isStillForwarder(*identity)) {
+        return false;
+    }
+    m_processTerminator->terminate(processIdentifier);
+    return true;
 }
 
 void SocatManager::waitForPortRelease(const std::string& host, std::int64_t port) {
@@ -132,10 +200,9 @@ std::vector<std::int32_t> SocatManager::stopProcesses(const std::string& host, s
     std::set<std::int32_t> signalled;
     if (includeTrackedProcess && m_trackedProcess) {
         signalled.insert(m_trackedProcess->processIdentifier());
-        m_trackedProcess->terminate();
-        m_trackedProcess.reset();
+        terminateTrackedProcess();
     }
-    if (m_listenerProbe && m_processTerminator) {
+    if (m_listenerProbe && m_processTerminator && m_ownershipChecker) {
         std::vector<ListenerProcess> socats;
         for (const auto& process : m_listenerProbe->processes(host, port)) {
             if (process.isSocat()) {
@@ -143,8 +210,9 @@ std::vector<std::int32_t> SocatManager::stopProcesses(const std::string& host, s
             }
         }
         for (const auto& process : uniqueProcesses(socats)) {
-            if (signalled.insert(process.processIdentifier).second) {
-                m_processTerminator->terminate(process.processIdentifier);
+            const auto pid = process.processIdentifier;
+            if (signalled.count(pid) == 0 && terminateIfForwarderOn(pid, host, port)) {
+                signalled.insert(pid);
             }
         }
     }

@@ -2,6 +2,7 @@
 
 #include "core/config/ForwarderConfig.h"
 #include "core/config/TargetEndpoint.h"
+#include "core/forwarding/ForwarderOwnershipChecking.h"
 #include "core/forwarding/ListenerProbing.h"
 #include "core/forwarding/PortChecking.h"
 #include "core/forwarding/ProcessTerminating.h"
@@ -18,17 +19,18 @@
 namespace velquor {
 
 // Owns the forwarding child. Before a start it frees the listen port of stale socat
-// processes; nothing but socat is ever signalled. Every call is synchronous and blocks
-// (port checks up to 1 s each, lsof runs, 0.1 s waits); it keeps no timer and no lock.
-// Releasing the manager does not end the child.
+// processes; nothing but a socat on our own listen address is ever signalled. Every call is
+// synchronous and blocks (port checks up to 1 s each, lsof runs, 0.1 s waits); it keeps no
+// timer and no lock. Releasing the manager does not end the child.
 class SocatManager {
 public:
     // Without a listener probe socat cannot be told from other programs, and without a
-    // terminator no process but our own child is ever signalled.
+    // terminator or an ownership checker no process but our own child is ever signalled.
     SocatManager(std::filesystem::path executableURL, std::unique_ptr<PortChecking> portChecker,
                  std::unique_ptr<SocatProcessLaunching> processLauncher,
                  std::unique_ptr<ListenerProbing> listenerProbe,
-                 std::unique_ptr<ProcessTerminating> processTerminator);
+                 std::unique_ptr<ProcessTerminating> processTerminator,
+                 std::unique_ptr<ForwarderOwnershipChecking> ownershipChecker = nullptr);
 
     const std::filesystem::path& executableURL() const noexcept { return m_executableURL; }
 
@@ -37,7 +39,9 @@ public:
 
     SocatRuntimeStatus runtimeStatus(const std::string& host, std::int64_t port);
 
-    // Returns the new child's identifier once it is launched, not once it listens.
+    // Returns the new child's identifier once it listens, or once it has run for
+    // startConfirmationTimeout without ending. A child that ends before is forgotten and the
+    // start fails with processExitedDuringStart.
     std::int32_t start(const ForwarderConfig& config, const TargetEndpoint& target);
     void stop();
     void stop(const std::string& host, std::int64_t port);
@@ -47,11 +51,22 @@ public:
                                                          std::int64_t port);
     std::int32_t restart(const ForwarderConfig& config, const TargetEndpoint& target);
 
+    // Our own child is forgotten even when it cannot be signalled, so that it never blocks the
+    // next start; the failure is kept here for the caller to report. Returns it and clears it.
+    std::optional<std::string> takeTerminationFailure();
+
     static constexpr int portReleaseAttempts = 10;
     static constexpr std::chrono::milliseconds portReleaseInterval{100};
+    static constexpr std::chrono::milliseconds startConfirmationTimeout{1000};
+    static constexpr std::chrono::milliseconds startConfirmationInterval{20};
 
 private:
     bool hasRunningTrackedProcess() const;
+    void terminateTrackedProcess();
+    void confirmStarted(const std::string& host, std::int64_t port);
+    bool isForwarderOn(const ListenerProcess& process, const std::string& host, std::int64_t port);
+    bool terminateIfForwarderOn(std::int32_t processIdentifier, const std::string& host,
+                                std::int64_t port);
     bool canTerminateExistingSocat(const std::string& host, std::int64_t port);
     void waitForPortRelease(const std::string& host, std::int64_t port);
     std::vector<std::int32_t> stopProcesses(const std::string& host, std::int64_t port,
@@ -63,7 +78,9 @@ private:
     std::unique_ptr<SocatProcessLaunching> m_processLauncher;
     std::unique_ptr<ListenerProbing> m_listenerProbe;
     std::unique_ptr<ProcessTerminating> m_processTerminator;
+    std::unique_ptr<ForwarderOwnershipChecking> m_ownershipChecker;
     std::unique_ptr<SocatProcess> m_trackedProcess;
+    std::optional<std::string> m_terminationFailure;
 };
 
 } // namespace velquor

@@ -3,8 +3,9 @@
 namespace velquor {
 
 SocatManagerError::SocatManagerError(Kind kind, std::string host, std::int64_t port,
-                                     std::string text)
-    : Error(std::move(text)), m_kind(kind), m_host(std::move(host)), m_port(port) {}
+                                     std::string text, int status)
+    : Error(std::move(text)), m_kind(kind), m_host(std::move(host)), m_port(port),
+      m_status(status) {}
 
 SocatManagerError SocatManagerError::portOccupiedByUnknownProcess(std::string host,
                                                                   std::int64_t port) {
@@ -19,6 +20,14 @@ SocatManagerError SocatManagerError::processAlreadyRunning() {
 
 SocatManagerError SocatManagerError::noTrackedProcess() {
     return {Kind::noTrackedProcess, {}, 0, "noTrackedProcess"};
+}
+
+SocatManagerError SocatManagerError::processExitedDuringStart(int status) {
+    return {Kind::processExitedDuringStart,
+            {},
+            0,
+            "processExitedDuringStart(status: " + std::to_string(status) + ")",
+            status};
 }
 
 } // namespace velquor

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 namespace velquor {
 
@@ -18,6 +19,9 @@ public:
     // Asks the child to end with SIGTERM and returns at once; isRunning tells when it has.
     // Throws std::system_error when the signal cannot be sent.
     virtual void terminate() = 0;
+    // Once the child has exited: its exit code, or 128 + the number of the signal that ended
+    // it, as a shell reports it. Nothing while it runs or when its status was lost.
+    virtual std::optional<int> exitStatus() = 0;
 };
 
 } // namespace velquor

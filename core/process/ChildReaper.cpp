@@ -1,6 +1,7 @@
 #include "core/process/ChildReaper.h"
 
 #include <cerrno>
+#include <csignal>
 #include <sys/wait.h>
 #include <thread>
 
@@ -16,6 +17,14 @@ void ChildReaper::adopt(std::int32_t processIdentifier) noexcept {
         }).detach();
     } catch (...) {
     }
+}
+
+void ChildReaper::endAndAdopt(std::int32_t processIdentifier) noexcept {
+    if (processIdentifier <= 0) {
+        return;
+    }
+    ::kill(processIdentifier, SIGTERM);
+    adopt(processIdentifier);
 }
 
 } // namespace velquor

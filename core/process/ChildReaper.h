@@ -13,6 +13,9 @@ public:
     // the child stays a zombie until this process exits; there is nothing better to do without
     // blocking the caller.
     static void adopt(std::int32_t processIdentifier) noexcept;
+    // For a child nobody would know of: SIGTERM, then adopt. Identifiers of 0 or less are left
+    // alone, as kill() would read them as whole process groups.
+    static void endAndAdopt(std::int32_t processIdentifier) noexcept;
 };
 
 } // namespace velquor

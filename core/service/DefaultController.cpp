@@ -6,6 +6,7 @@
 #include "core/forwarding/NetworkPortChecker.h"
 #include "core/forwarding/PosixProcessTerminator.h"
 #include "core/forwarding/PosixSocatProcessLauncher.h"
+#include "core/forwarding/ProcForwarderOwnershipChecker.h"
 
 #include <system_error>
 #include <unistd.h>
@@ -72,7 +73,8 @@ DefaultController::makeDefaultController(const FileLocations& locations,
     auto socatManager = std::make_unique<SocatManager>(
         resolveSocatURL(), std::make_unique<NetworkPortChecker>(), std::move(processLauncher),
         std::make_unique<LsofListenerProbe>(LsofListenerProbe::defaultLsofPath()),
-        std::make_unique<PosixProcessTerminator>());
+        std::make_unique<PosixProcessTerminator>(),
+        std::make_unique<ProcForwarderOwnershipChecker>());
     return std::make_unique<ServiceController>(
         ConfigStore(locations.configFile), LogManager(locations.logFile),
         std::make_unique<TargetResolver>(std::move(httpSession)), std::move(socatManager));

@@ -34,6 +34,11 @@ ServiceController::ServiceController(ConfigStore configStore, LogManager logMana
 // --- snapshots and the status rule ---
 
 ServiceSnapshot ServiceController::snapshot() {
+    // Every operation ends here, so a child of ours that could not be signalled is reported
+    // once, whichever operation let it go.
+    if (const auto failure = m_socatManager->takeTerminationFailure()) {
+        log("ERROR: Failed to terminate socat: " + *failure);
+    }
     const auto runtimeStatus = probe();
     return {m_status,      m_config,     m_currentTarget,
             m_lastCheckAt, m_lastError,  runtimeStatus.processIdentifier(),

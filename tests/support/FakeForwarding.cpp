@@ -1,5 +1,6 @@
 #include "tests/support/FakeForwarding.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <system_error>
 
@@ -77,6 +78,11 @@ void FakeSocatProcess::terminate() {
     m_machine.signal(m_pid);
 }
 
+std::optional<int> FakeSocatProcess::exitStatus() {
+    const auto found = m_machine.exitStatuses.find(m_pid);
+    return found == m_machine.exitStatuses.end() ? std::nullopt : std::optional(found->second);
+}
+
 std::unique_ptr<SocatProcess> FakeSocatLauncher::launch(const SocatCommand& command) {
     if (m_machine.launchFails) {
         throw std::system_error(ENOENT, std::generic_category(),
@@ -88,6 +94,10 @@ std::unique_ptr<SocatProcess> FakeSocatLauncher::launch(const SocatCommand& comm
     const auto pid = m_machine.spawn("socat", port);
     m_machine.launched.push_back(command);
     m_machine.events.push_back("launch " + std::to_string(pid));
+    if (m_machine.launchExitStatus) {
+        m_machine.exitStatuses[pid] = *m_machine.launchExitStatus;
+        m_machine.kill(pid);
+    }
     return std::make_unique<FakeSocatProcess>(m_machine, pid);
 }
 
@@ -97,11 +107,29 @@ void FakeProcessTerminator::terminate(std::int32_t processIdentifier) {
     }
 }
 
+std::optional<ProcessIdentity>
+FakeOwnershipChecker::forwarderIdentity(std::int32_t processIdentifier, const std::string&,
+                                        std::int64_t port) {
+    const auto on = m_machine.processesOn(port, false);
+    const bool socatOnPort =
+        std::find(on.begin(), on.end(), ListenerProcess{"socat", processIdentifier}) != on.end();
+    if (!socatOnPort || m_machine.elsewhere.count(processIdentifier) != 0) {
+        return std::nullopt;
+    }
+    return ProcessIdentity{processIdentifier, 1};
+}
+
+bool FakeOwnershipChecker::isStillForwarder(const ProcessIdentity& identity) {
+    return m_machine.isAlive(identity.processIdentifier) &&
+           m_machine.reused.count(identity.processIdentifier) == 0;
+}
+
 std::unique_ptr<SocatManager> makeFakeSocatManager(FakeMachine& machine) {
     return std::make_unique<SocatManager>(
         "/usr/bin/socat", std::make_unique<FakePortChecker>(machine),
         std::make_unique<FakeSocatLauncher>(machine), std::make_unique<FakeListenerProbe>(machine),
-        std::make_unique<FakeProcessTerminator>(machine));
+        std::make_unique<FakeProcessTerminator>(machine),
+        std::make_unique<FakeOwnershipChecker>(machine));
 }
 
 } // namespace velquor::test

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/forwarding/ForwarderOwnershipChecking.h"
 #include "core/forwarding/ListenerProbing.h"
 #include "core/forwarding/PortChecking.h"
 #include "core/forwarding/ProcessTerminating.h"
@@ -9,6 +10,7 @@
 
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <stdexcept>
 #include <string>
@@ -41,6 +43,11 @@ public:
     bool launchFails = false;        // the launcher throws
     std::set<std::int32_t> stubborn; // ignore SIGTERM
     std::set<std::int32_t> foreign;  // SIGTERM fails with EPERM
+    // Named socat but not ours: clients of the port, listeners on another of its addresses.
+    std::set<std::int32_t> elsewhere;
+    std::set<std::int32_t> reused;       // identifier taken by another process after inspection
+    std::optional<int> launchExitStatus; // launched children end at once with this status
+    std::map<std::int32_t, int> exitStatuses;
 
     // What happened, in order.
     std::vector<std::string> events;
@@ -77,6 +84,7 @@ public:
     bool isRunning() override { return m_machine.isAlive(m_pid); }
     std::int32_t processIdentifier() const override { return m_pid; }
     void terminate() override;
+    std::optional<int> exitStatus() override;
 
 private:
     FakeMachine& m_machine;
@@ -101,7 +109,21 @@ private:
     FakeMachine& m_machine;
 };
 
-// A SocatManager wired to the machine with all four doubles.
+// A socat on the port counts as ours unless it is listed elsewhere; a reused one fails the
+// confirmation.
+class FakeOwnershipChecker : public ForwarderOwnershipChecking {
+public:
+    explicit FakeOwnershipChecker(FakeMachine& machine) : m_machine(machine) {}
+    std::optional<ProcessIdentity> forwarderIdentity(std::int32_t processIdentifier,
+                                                     const std::string& host,
+                                                     std::int64_t port) override;
+    bool isStillForwarder(const ProcessIdentity& identity) override;
+
+private:
+    FakeMachine& m_machine;
+};
+
+// A SocatManager wired to the machine with all five doubles.
 std::unique_ptr<SocatManager> makeFakeSocatManager(FakeMachine& machine);
 
 } // namespace velquor::test

@@ -1,9 +1,15 @@
 #include "core/forwarding/SocatManager.h"
 
+#include "core/forwarding/NetworkPortChecker.h"
+#include "core/forwarding/PosixSocatProcessLauncher.h"
 #include "tests/support/FakeForwarding.h"
+#include "tests/support/Network.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <functional>
+#include <set>
 
 namespace velquor {
 namespace {
@@ -37,7 +43,7 @@ protected:
 
 TEST_F(SocatManagerTest, StartOnAFreePortChecksTwiceAndTracksTheChild) {
     const auto pid = m_manager->start(m_config, target);
-    EXPECT_EQ(m_machine.portChecks, 2);
+    EXPECT_EQ(m_machine.portChecks, 2 + 1) << "and once more to see the child listen";
     EXPECT_EQ(m_manager->trackedProcessIdentifier(), pid);
     ASSERT_EQ(m_machine.launched.size(), 1u);
     EXPECT_EQ(m_machine.launched[0].executableURL, "/usr/bin/socat");
@@ -71,7 +77,7 @@ TEST_F(SocatManagerTest, AStaleSocatIsSignalledAndTheLaunchFollowsItsExit) {
     EXPECT_THAT(m_machine.events, ElementsAre("SIGTERM " + std::to_string(stale),
                                               "SIGTERM " + std::to_string(connection),
                                               "launch " + std::to_string(pid)));
-    EXPECT_EQ(m_machine.portChecks, 3) << "first check, one wait, the second check";
+    EXPECT_EQ(m_machine.portChecks, 4) << "first check, one wait, the second check, listening";
 }
 
 TEST_F(SocatManagerTest, ASocatThatWillNotGoIsWaitedForTenTimesThenRefused) {
@@ -88,6 +94,78 @@ TEST_F(SocatManagerTest, APortHeldByAnotherProgramIsRefusedAndNothingIsSignalled
     EXPECT_TRUE(m_machine.isAlive(nginx));
     EXPECT_EQ(m_manager->runtimeStatus(m_host, m_port),
               SocatRuntimeStatus::occupiedByUnknownProcess("nginx", nginx));
+}
+
+// Listed by lsof as socat-like, but not provably our forwarder when the signal would go out.
+TEST_F(SocatManagerTest, LookAlikesAreNeverSignalled) {
+    const std::vector<std::pair<std::string, std::set<std::int32_t> test::FakeMachine::*>> cases = {
+        {"mysocatd", nullptr},
+        {"SOCAT", nullptr},
+        {"socat", &test::FakeMachine::elsewhere}, // a client, or bound to another address
+        {"socat", &test::FakeMachine::reused},    // its identifier changed hands meanwhile
+    };
+    for (const auto& [name, mark] : cases) {
+        SCOPED_TRACE(name);
+        test::FakeMachine machine;
+        const auto manager = test::makeFakeSocatManager(machine);
+        const auto pid = machine.spawn(name, m_port);
+        if (mark) {
+            (machine.*mark).insert(pid);
+        }
+        expectManagerError([&] { manager->start(m_config, target); }, m_occupied);
+        expectManagerError([&] { manager->stopProcesses(m_host, m_port); },
+                           SocatManagerError::noTrackedProcess());
+        EXPECT_THAT(machine.events, IsEmpty());
+    }
+}
+
+TEST_F(SocatManagerTest, AChildThatEndsDuringStartIsAFailedStartAndForgotten) {
+    m_machine.launchExitStatus = 1;
+    expectManagerError([&] { m_manager->start(m_config, target); },
+                       SocatManagerError::processExitedDuringStart(1));
+    EXPECT_EQ(m_manager->trackedProcessIdentifier(), std::nullopt);
+    EXPECT_EQ(SocatManagerError::processExitedDuringStart(1).what(),
+              std::string("processExitedDuringStart(status: 1)"));
+}
+
+// The real launcher: a program that exits at once, and socat refused its bind address.
+TEST(SocatManagerLaunch, AChildThatEndsDuringStartFailsWithItsExitStatus) {
+    const std::vector<std::tuple<std::string, std::string, int>> cases = {
+        {"/bin/false", "127.0.0.1", 1},
+        {"/bin/true", "127.0.0.1", 0},
+        {"/usr/bin/socat", "192.0.2.1", 1}, // not an address of this machine
+    };
+    for (const auto& [program, host, status] : cases) {
+        SCOPED_TRACE(program);
+        SocatManager manager(program, std::make_unique<NetworkPortChecker>(),
+                             std::make_unique<PosixSocatProcessLauncher>(), nullptr, nullptr);
+        auto config = ForwarderConfig::defaults();
+        config.listenHost = host;
+        config.listenPort = test::freeTcpPort();
+        expectManagerError([&] { manager.start(config, target); },
+                           SocatManagerError::processExitedDuringStart(status));
+        EXPECT_EQ(manager.trackedProcessIdentifier(), std::nullopt);
+    }
+}
+
+// Our own child that cannot be signalled is forgotten all the same, and the failure kept.
+TEST_F(SocatManagerTest, AChildThatCannotBeSignalledIsForgottenAndReported) {
+    const std::vector<std::function<void(std::int32_t)>> stops = {
+        [&](std::int32_t) { m_manager->stop(); },
+        [&](std::int32_t pid) {
+            EXPECT_THAT(m_manager->stopProcesses(m_host, m_port), ElementsAre(pid));
+        },
+    };
+    for (const auto& stop : stops) {
+        const auto pid = m_manager->start(m_config, target);
+        m_machine.foreign.insert(pid);
+        EXPECT_NO_THROW(stop(pid));
+        EXPECT_EQ(m_manager->trackedProcessIdentifier(), std::nullopt);
+        EXPECT_EQ(m_manager->takeTerminationFailure(),
+                  "terminating process " + std::to_string(pid) + ": Operation not permitted");
+        EXPECT_EQ(m_manager->takeTerminationFailure(), std::nullopt);
+        m_machine.kill(pid);
+    }
 }
 
 TEST_F(SocatManagerTest, WithoutAProbeNothingOnThePortCanBeRecognised) {
@@ -181,14 +259,29 @@ public:
     bool isRunning() override { return true; }
     std::int32_t processIdentifier() const override { return 4711; }
     MOCK_METHOD(void, terminate, (), (override));
+    std::optional<int> exitStatus() override { return std::nullopt; }
 };
 class FixedLauncher : public SocatProcessLaunching {
 public:
+    explicit FixedLauncher(test::FakeMachine& machine) : m_machine(machine) {}
     std::unique_ptr<SocatProcess> launch(const SocatCommand&) override {
+        m_machine.spawn("listener", 18082);
         auto process = std::make_unique<FixedProcess>();
         EXPECT_CALL(*process, terminate()).Times(1);
         return process;
     }
+
+private:
+    test::FakeMachine& m_machine;
+};
+// Every socat listed is ours.
+class TrustingChecker : public ForwarderOwnershipChecking {
+public:
+    std::optional<ProcessIdentity> forwarderIdentity(std::int32_t pid, const std::string&,
+                                                     std::int64_t) override {
+        return ProcessIdentity{pid, 1};
+    }
+    bool isStillForwarder(const ProcessIdentity&) override { return true; }
 };
 
 TEST(SocatManagerStopOrder, SignalsEachSocatOnceAndReturnsSortedIdentifiers) {
@@ -204,8 +297,8 @@ TEST(SocatManagerStopOrder, SignalsEachSocatOnceAndReturnsSortedIdentifiers) {
         EXPECT_CALL(*terminator, terminate(4900));
     }
     SocatManager manager("/usr/bin/socat", std::make_unique<test::FakePortChecker>(machine),
-                         std::make_unique<FixedLauncher>(), std::move(probe),
-                         std::move(terminator));
+                         std::make_unique<FixedLauncher>(machine), std::move(probe),
+                         std::move(terminator), std::make_unique<TrustingChecker>());
     manager.start(ForwarderConfig::defaults(), target);
     EXPECT_THAT(manager.stopProcesses("127.0.0.1", 18082), ElementsAre(4711, 4900, 5000));
     EXPECT_EQ(manager.trackedProcessIdentifier(), std::nullopt);

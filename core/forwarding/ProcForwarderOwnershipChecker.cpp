@@ -1,0 +1,208 @@
+#include "core/forwarding/ProcForwarderOwnershipChecker.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <set>
+#include <sstream>
+#include <vector>
+
+namespace velquor {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// IPv4 addresses are kept in their IPv4-mapped IPv6 form, so that a dual-stack socket that
+// accepted an IPv4 connection compares equal to the IPv4 listen host.
+using Address = std::array<unsigned char, 16>;
+
+constexpr Address ipv4Mapped(const unsigned char (&ipv4)[4]) {
+    return {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xff, 0xff, ipv4[0], ipv4[1], ipv4[2], ipv4[3]};
+}
+
+bool isWildcard(const Address& address) {
+    static constexpr unsigned char zeros[4] = {};
+    return address == Address{} || address == ipv4Mapped(zeros);
+}
+
+std::string readSmallFile(const fs::path& path) {
+    std::ifstream in(path);
+    std::string text;
+    std::copy_n(std::istreambuf_iterator<char>(in), 4096, std::back_inserter(text));
+    return text;
+}
+
+std::string processFolder(std::int32_t processIdentifier) {
+    return "/proc/" + std::to_string(processIdentifier);
+}
+
+// Field 22 of /proc/PID/stat, counted after the command in parentheses, which may itself hold
+// blanks and parentheses.
+std::optional<std::uint64_t> startTime(std::int32_t processIdentifier) {
+    const auto stat = readSmallFile(processFolder(processIdentifier) + "/stat");
+    const auto close = stat.rfind(')');
+    if (close == std::string::npos) {
+        return std::nullopt;
+    }
+    std::istringstream fields(stat.substr(close + 1));
+    std::string field;
+    for (int number = 3; number <= 22 && (fields >> field); ++number) {
+        if (number == 22) {
+            std::uint64_t value = 0;
+            const auto end = field.data() + field.size();
+            if (std::from_chars(field.data(), end, value).ptr == end) {
+                return value;
+            }
+        }
+    }
+    return std::nullopt;
+}
+
+std::vector<Address> addressesOf(std::string host) {
+    if (host.size() >= 2 && host.front() == '[' && host.back() == ']') {
+        host = host.substr(1, host.size() - 2);
+    }
+    addrinfo hints{};
+    hints.ai_family = AF_UNSPEC;
+    hints.ai_socktype = SOCK_STREAM;
+    addrinfo* found = nullptr;
+    std::vector<Address> addresses;
+    if (host.empty() || ::getaddrinfo(host.c_str(), nullptr, &hints, &found) != 0) {
+        return addresses;
+    }
+    for (auto* entry = found; entry; entry = entry->ai_next) {
+        if (entry->ai_family == AF_INET) {
+            unsigned char ipv4[4];
+            std::memcpy(ipv4, &reinterpret_cast<sockaddr_in*>(entry->ai_addr)->sin_addr, 4);
+            addresses.push_back(ipv4Mapped(ipv4));
+        } else if (entry->ai_family == AF_INET6) {
+            Address ipv6;
+            std::memcpy(ipv6.data(), &reinterpret_cast<sockaddr_in6*>(entry->ai_addr)->sin6_addr,
+                        16);
+            addresses.push_back(ipv6);
+        }
+    }
+    ::freeaddrinfo(found);
+    return addresses;
+}
+
+std::optional<std::uint32_t> hexWord(std::string_view text) {
+    std::uint32_t value = 0;
+    const auto end = text.data() + text.size();
+    if (text.empty() || std::from_chars(text.data(), end, value, 16).ptr != end) {
+        return std::nullopt;
+    }
+    return value;
+}
+
+// The kernel prints each 32-bit word of the address as a number in this machine's byte order,
+// so copying the parsed words back gives the address bytes in network order.
+std::optional<Address> parseAddress(std::string_view hex) {
+    if (hex.size() != 8 && hex.size() != 32) {
+        return std::nullopt;
+    }
+    std::array<std::uint32_t, 4> words{};
+    for (std::size_t i = 0; i * 8 < hex.size(); ++i) {
+        const auto word = hexWord(hex.substr(i * 8, 8));
+        if (!word) {
+            return std::nullopt;
+        }
+        words[i] = *word;
+    }
+    if (hex.size() == 8) {
+        unsigned char ipv4[4];
+        std::memcpy(ipv4, &words[0], 4);
+        return ipv4Mapped(ipv4);
+    }
+    Address ipv6;
+    std::memcpy(ipv6.data(), words.data(), 16);
+    return ipv6;
+}
+
+// Inodes of the TCP sockets whose local side is the port on one of the addresses, or on the
+// wildcard address; with a wildcard among the addresses, any local address counts.
+std::set<std::string> socketInodesOn(const std::vector<Address>& addresses, std::int64_t port) {
+    const bool anyAddress = std::any_of(addresses.begin(), addresses.end(), isWildcard);
+    std::set<std::string> inodes;
+    for (const char* table : {"/proc/net/tcp", "/proc/net/tcp6"}) {
+        std::ifstream in(table);
+        std::string line;
+        std::getline(in, line); // the header
+        while (std::getline(in, line)) {
+            std::istringstream fields(line);
+            std::string slot, local, remote, skipped, inode;
+            if (!(fields >> slot >> local >> remote)) {
+                continue;
+            }
+            for (int i = 0; i < 6 && (fields >> skipped); ++i) {
+            }
+            const auto colon = local.find(':');
+            if (!(fields >> inode) || inode == "0" || colon == std::string::npos) {
+                continue;
+            }
+            const auto address = parseAddress(std::string_view(local).substr(0, colon));
+            const auto localPort = hexWord(std::string_view(local).substr(colon + 1));
+            if (!address || !localPort || *localPort != port) {
+                continue;
+            }
+            if (anyAddress || isWildcard(*address) ||
+                std::find(addresses.begin(), addresses.end(), *address) != addresses.end()) {
+                inodes.insert(inode);
+            }
+        }
+    }
+    return inodes;
+}
+
+bool holdsAnySocket(std::int32_t processIdentifier, const std::set<std::string>& inodes) {
+    std::error_code error;
+    fs::directory_iterator descriptors(processFolder(processIdentifier) + "/fd", error);
+    for (; !error && descriptors != fs::directory_iterator(); descriptors.increment(error)) {
+        const auto target = fs::read_symlink(descriptors->path(), error).string();
+        if (!error && target.starts_with("socket:[") && target.ends_with("]") &&
+            inodes.count(target.substr(8, target.size() - 9)) != 0) {
+            return true;
+        }
+        error.clear();
+    }
+    return false;
+}
+
+} // namespace
+
+std::optional<ProcessIdentity>
+ProcForwarderOwnershipChecker::socatIdentity(std::int32_t processIdentifier) {
+    if (processIdentifier <= 0) {
+        return std::nullopt;
+    }
+    const auto started = startTime(processIdentifier);
+    if (!started || readSmallFile(processFolder(processIdentifier) + "/comm") != "socat\n") {
+        return std::nullopt;
+    }
+    return ProcessIdentity{processIdentifier, *started};
+}
+
+std::optional<ProcessIdentity>
+ProcForwarderOwnershipChecker::forwarderIdentity(std::int32_t processIdentifier,
+                                                 const std::string& host, std::int64_t port) {
+    // The identity is read before the descriptors: should the identifier change hands while
+    // they are read, the identity no longer matches when it is confirmed before the signal.
+    const auto identity = socatIdentity(processIdentifier);
+    if (!identity || !holdsAnySocket(processIdentifier, socketInodesOn(addressesOf(host), port))) {
+        return std::nullopt;
+    }
+    return identity;
+}
+
+bool ProcForwarderOwnershipChecker::isStillForwarder(const ProcessIdentity& identity) {
+    return socatIdentity(identity.processIdentifier) == identity;
+}
+
+} // namespace velquor
