@@ -6,7 +6,6 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <set>
@@ -34,8 +33,9 @@ bool isWildcard(const Address& address) {
 
 std::string readSmallFile(const fs::path& path) {
     std::ifstream in(path);
-    std::string text;
-    std::copy_n(std::istreambuf_iterator<char>(in), 4096, std::back_inserter(text));
+    std::string text(4096, '\0');
+    in.read(text.data(), static_cast<std::streamsize>(text.size()));
+    text.resize(static_cast<std::size_t>(in.gcount()));
     return text;
 }
 

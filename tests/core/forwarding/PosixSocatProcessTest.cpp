@@ -2,6 +2,7 @@
 #include "core/forwarding/NetworkPortChecker.h"
 #include "core/forwarding/PosixProcessTerminator.h"
 #include "core/forwarding/PosixSocatProcessLauncher.h"
+#include "core/process/ChildReaper.h"
 #include "tests/support/ChildProcessGuard.h"
 #include "tests/support/Network.h"
 #include "tests/support/ProcessInspection.h"
@@ -15,6 +16,7 @@
 #include <csignal>
 #include <fcntl.h>
 #include <fstream>
+#include <functional>
 #include <pthread.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -143,27 +145,41 @@ TEST(PosixProcessTerminator, TreatsAProcessThatIsGoneAsTerminated) {
     EXPECT_NO_THROW(PosixProcessTerminator().terminate(pidMax));
 }
 
-TEST(PosixProcessTerminator, RefusesIdentifiersThatNameProcessGroups) {
-    // Tried in a child leading a group of its own: should the refusal be missing, kill(0)
-    // reaches that group alone rather than the test runner.
-    const pid_t child = ::fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-        ::setpgid(0, 0);
-        try {
-            PosixProcessTerminator().terminate(0);
-        } catch (const std::system_error& error) {
-            ::_exit(error.code() == std::errc::invalid_argument ? 0 : 2);
+// Tried in a child leading a group of its own: should a refusal be missing, kill(0) reaches that
+// group alone rather than the test runner, and the child ends by the signal.
+TEST(ProcessSignalling, IdentifiersThatNameProcessGroupsAreNeverSignalled) {
+    const std::vector<std::function<void()>> attempts = {
+        [] {
+            try {
+                PosixProcessTerminator().terminate(0);
+            } catch (const std::system_error& error) {
+                ::_exit(error.code() == std::errc::invalid_argument ? 0 : 2);
+            }
+            ::_exit(1);
+        },
+        // The launcher's way to end a child it could not wrap.
+        [] {
+            ChildReaper::endAndAdopt(0);
+            ChildReaper::endAndAdopt(-1);
+            ::_exit(0);
+        },
+    };
+    for (const auto& attempt : attempts) {
+        const pid_t child = ::fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            ::setpgid(0, 0);
+            attempt();
         }
-        ::_exit(1);
+        int status = -1;
+        const bool ended =
+            test::waitUntil([&] { return ::waitpid(child, &status, WNOHANG) == child; });
+        if (!ended) {
+            ::kill(child, SIGKILL);
+            ::waitpid(child, &status, 0);
+        }
+        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "status " << status;
     }
-    int status = -1;
-    const bool ended = test::waitUntil([&] { return ::waitpid(child, &status, WNOHANG) == child; });
-    if (!ended) {
-        ::kill(child, SIGKILL);
-        ::waitpid(child, &status, 0);
-    }
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "status " << status;
 }
 
 } // namespace

@@ -1,0 +1,164 @@
+// Processes that lsof lists on the listen port and that look like our forwarder, but are not:
+// a renamed copy of socat, a socat client connected to the port and a socat listening on
+// another address of the same port. The real manager must leave every one of them alone, while
+// it does end its own socat and that socat's forked children.
+#include "core/forwarding/LsofListenerProbe.h"
+#include "core/forwarding/NetworkPortChecker.h"
+#include "core/forwarding/PosixProcessTerminator.h"
+#include "core/forwarding/PosixSocatProcess.h"
+#include "core/forwarding/PosixSocatProcessLauncher.h"
+#include "core/forwarding/ProcForwarderOwnershipChecker.h"
+#include "core/forwarding/SocatManager.h"
+#include "core/process/ProcessSpawner.h"
+#include "tests/support/ChildProcessGuard.h"
+#include "tests/support/LoopbackListener.h"
+#include "tests/support/Network.h"
+#include "tests/support/ProcessInspection.h"
+#include "tests/support/TemporaryDirectory.h"
+#include "tests/support/Wait.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <arpa/inet.h>
+#include <csignal>
+#include <fstream>
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+namespace velquor::test {
+namespace {
+
+namespace fs = std::filesystem;
+using ::testing::ElementsAre;
+
+const fs::path socatPath = "/usr/bin/socat";
+
+std::unique_ptr<ChildProcessGuard> run(const fs::path& program,
+                                       const std::vector<std::string>& arguments) {
+    return std::make_unique<ChildProcessGuard>(
+        std::make_unique<PosixSocatProcess>(ProcessSpawner().spawn(program, arguments)));
+}
+
+bool isAlive(std::int32_t pid) {
+    return processState(pid).value_or('Z') != 'Z';
+}
+
+// The first child of the process, found through the parent field of /proc/PID/stat.
+std::optional<std::int32_t> childOf(std::int32_t parent) {
+    for (const auto& entry : fs::directory_iterator("/proc")) {
+        std::int32_t pid = 0;
+        if (!(std::istringstream(entry.path().filename().string()) >> pid)) {
+            continue;
+        }
+        std::ifstream in(entry.path() / "stat");
+        const std::string stat((std::istreambuf_iterator<char>(in)), {});
+        const auto close = stat.rfind(')');
+        char state = 0;
+        std::int32_t ppid = 0;
+        if (close != std::string::npos &&
+            (std::istringstream(stat.substr(close + 1)) >> state >> ppid) && ppid == parent) {
+            return pid;
+        }
+    }
+    return std::nullopt;
+}
+
+std::int32_t awaitChildOf(std::int32_t parent) {
+    std::optional<std::int32_t> child;
+    waitUntil([&] { return (child = childOf(parent)).has_value(); });
+    return child.value_or(-1);
+}
+
+// A process that is not our child, killed when the test ends.
+struct Stray {
+    std::int32_t pid;
+    ~Stray() {
+        if (pid > 0) {
+            ::kill(pid, SIGKILL);
+        }
+    }
+};
+
+class LookAlikeProcessTest : public ::testing::TestWithParam<std::pair<std::string, std::string>> {
+protected:
+    void SetUp() override {
+        if (!fs::exists(socatPath) || !fs::exists(LsofListenerProbe::defaultLsofPath())) {
+            GTEST_SKIP() << "socat and lsof are needed";
+        }
+        fs::copy_file(socatPath, m_lookAlikePath);
+        fs::permissions(m_lookAlikePath, fs::perms::owner_all);
+    }
+
+    std::vector<std::string> relay(const std::string& host) const {
+        return {"TCP-LISTEN:" + std::to_string(m_port) + ",bind=" + host + ",reuseaddr,fork",
+                "TCP:127.0.0.1:" + std::to_string(m_target.port())};
+    }
+
+    bool listens(const std::string& host) const {
+        return NetworkPortChecker().isListening(host, m_port);
+    }
+
+    const std::string m_host = GetParam().first;
+    const std::string m_otherHost = GetParam().second;
+    TemporaryDirectory m_folder;
+    fs::path m_lookAlikePath = m_folder / "mysocatd";
+    LoopbackListener m_target; // connections wait in its backlog, so relays stay up
+    std::int64_t m_port = freeTcpPort();
+    SocatManager m_manager{
+        socatPath,
+        std::make_unique<NetworkPortChecker>(),
+        std::make_unique<PosixSocatProcessLauncher>(),
+        std::make_unique<LsofListenerProbe>(LsofListenerProbe::defaultLsofPath()),
+        std::make_unique<PosixProcessTerminator>(),
+        std::make_unique<ProcForwarderOwnershipChecker>()};
+};
+
+TEST_P(LookAlikeProcessTest, OnlyOurOwnSocatAndItsForkedChildrenAreSignalled) {
+    auto lookAlike = run(m_lookAlikePath, relay(m_host));
+    const auto neighbour = run(socatPath, relay(m_otherHost));
+    ASSERT_TRUE(waitUntil([&] { return listens(m_host) && listens(m_otherHost); }));
+    const auto client =
+        run(socatPath, {"-u", "TCP:" + m_host + ":" + std::to_string(m_port), "/dev/null"});
+    const Stray lookAlikeChild{awaitChildOf(lookAlike->pid())}; // serves the client
+    ASSERT_GT(lookAlikeChild.pid, 0);
+
+    auto config = ForwarderConfig::defaults();
+    config.listenHost = m_host;
+    config.listenPort = m_port;
+    const TargetEndpoint target("127.0.0.1", m_target.port());
+    EXPECT_THROW(m_manager.start(config, target), SocatManagerError);
+    for (const auto pid : {lookAlike->pid(), neighbour->pid(), client->pid(), lookAlikeChild.pid}) {
+        EXPECT_TRUE(isAlive(pid)) << pid << " was signalled";
+    }
+
+    // The look-alike's listener goes; its forked child keeps the client's connection.
+    lookAlike.reset();
+    ASSERT_TRUE(waitUntil([&] { return !listens(m_host); }));
+    const auto ours = m_manager.start(config, target);
+    ASSERT_TRUE(listens(m_host));
+    const int connection = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<std::uint16_t>(m_port));
+    ::inet_pton(AF_INET, m_host.c_str(), &address.sin_addr);
+    ASSERT_EQ(::connect(connection, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    const Stray ourChild{awaitChildOf(ours)};
+
+    EXPECT_THAT(m_manager.stopProcesses(m_host, m_port), ElementsAre(ours, ourChild.pid));
+    ::close(connection);
+    EXPECT_TRUE(waitUntil([&] { return !isAlive(ours) && !isAlive(ourChild.pid); }));
+    for (const auto pid : {neighbour->pid(), client->pid(), lookAlikeChild.pid}) {
+        EXPECT_TRUE(isAlive(pid)) << pid << " was signalled";
+    }
+}
+
+// With 127.0.0.1 lsof's own host rule hides a listener on another address; with another
+// listen host only the ownership check tells them apart.
+INSTANTIATE_TEST_SUITE_P(
+    LoopbackAddresses, LookAlikeProcessTest,
+    ::testing::Values(std::pair<std::string, std::string>{"127.0.0.1", "127.0.0.2"},
+                      std::pair<std::string, std::string>{"127.0.0.3", "127.0.0.1"}));
+
+} // namespace
+} // namespace velquor::test
