@@ -90,6 +90,13 @@ protected:
         fs::permissions(m_lookAlikePath, fs::perms::owner_all);
     }
 
+    // Releasing the manager leaves its child running; a failed test must not.
+    void TearDown() override {
+        if (const auto pid = m_manager.trackedProcessIdentifier()) {
+            ::kill(*pid, SIGKILL);
+        }
+    }
+
     std::vector<std::string> relay(const std::string& host) const {
         return {"TCP-LISTEN:" + std::to_string(m_port) + ",bind=" + host + ",reuseaddr,fork",
                 "TCP:127.0.0.1:" + std::to_string(m_target.port())};

@@ -274,6 +274,26 @@ TEST_F(ServiceControllerTest, AStopThatCannotSignalFails) {
     EXPECT_THAT(takeLog(), ElementsAre("ERROR: Failed to stop service: " + text));
 }
 
+TEST_F(ServiceControllerTest, OurChildThatCannotBeSignalledIsForgottenWithAnErrorLine) {
+    running();
+    m_machine.foreign.insert(4242);
+    EXPECT_EQ(m_controller->stop().status, ServiceStatus::stopped);
+    EXPECT_THAT(takeLog(), ElementsAre("socat stopped [PID=4242]",
+                                       "ERROR: Failed to terminate socat: terminating process "
+                                       "4242: Operation not permitted"));
+}
+
+TEST_F(ServiceControllerTest, ASocatThatEndsDuringStartIsAFailedStart) {
+    writeConfig([](auto& json) { json["target"] = first.toJson(); });
+    m_controller->load();
+    takeLog();
+    m_machine.launchExitStatus = 1;
+    const auto snapshot = m_controller->start();
+    EXPECT_EQ(snapshot.status, ServiceStatus::failed);
+    EXPECT_THAT(takeLog(),
+                ElementsAre("ERROR: Failed to start service: processExitedDuringStart(status: 1)"));
+}
+
 TEST_F(ServiceControllerTest, RestartStopsThenStarts) {
     running();
     const auto snapshot = m_controller->restart();
