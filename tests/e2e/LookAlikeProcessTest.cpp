@@ -24,6 +24,7 @@
 #include <csignal>
 #include <fstream>
 #include <netinet/in.h>
+#include <sstream>
 #include <sys/socket.h>
 
 namespace velquor::test {
