@@ -24,6 +24,10 @@ using namespace velquor;
 namespace {
 
 std::optional<ForwarderConfig> decoded(const std::string& text) {
+    // The JSON reader stops at a NUL; the store counts what follows one as damage.
+    if (text.find('\0') != std::string::npos) {
+        return std::nullopt;
+    }
     try {
         return ForwarderConfig::fromJson(nlohmann::json::parse(text)).validated();
     } catch (const nlohmann::json::exception&) {
