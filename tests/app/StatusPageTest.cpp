@@ -11,6 +11,7 @@
 #include "tests/app/PageFixture.h"
 #include "tests/app/PaletteGuard.h"
 #include "tests/app/Screenshots.h"
+#include "tests/app/StatusLooks.h"
 #include "tests/app/TransientStatusController.h"
 
 #include <QApplication>
@@ -87,7 +88,6 @@ protected:
         ASSERT_TRUE(waitFor([&] { return !applied.isEmpty(); })) << button.text().toStdString();
         ASSERT_TRUE(waitFor([&] { return m_model->serviceStatus() == expected; }))
             << button.text().toStdString();
-        EXPECT_EQ(hero().titleLabel().text(), Theme::heroTitle(expected));
     }
 
     QRect areaOf(const QWidget& widget) const {
@@ -96,41 +96,38 @@ protected:
 };
 
 class StatusPageInEachState : public StatusPageTest,
-                              public ::testing::WithParamInterface<ServiceStatus> {};
+                              public ::testing::WithParamInterface<test::StatusLook> {};
 
 TEST_P(StatusPageInEachState, ShowsTheStateInItsColourAndEveryCommandWorks) {
-    const auto status = GetParam();
+    const auto& look = GetParam();
     open();
-    reach(status);
+    reach(look.status);
     const auto image = test::saveScreenshot(
-        *m_host, QStringLiteral("status-page-%1.png").arg(test::statusName(status)));
-    const auto color = Theme::statusColor(status);
+        *m_host, QStringLiteral("status-page-%1.png").arg(test::statusName(look.status)));
+    const auto color = look.color();
 
-    EXPECT_EQ(hero().titleLabel().text(), Theme::heroTitle(status));
-    EXPECT_EQ(hero().explanationLabel().text(), Theme::heroExplanation(status));
-    EXPECT_EQ(hero().badge().symbol(), Theme::statusSymbol(status));
+    EXPECT_EQ(hero().titleLabel().text(), look.text(look.heroTitle));
+    EXPECT_EQ(hero().explanationLabel().text(), look.text(look.heroExplanation));
+    EXPECT_EQ(hero().badge().symbol(), look.text(look.symbol));
     EXPECT_EQ(hero().badge().color(), color);
     EXPECT_GT(pixelsNear(image, areaOf(hero().titleLabel()), color), 50)
         << "the title is drawn in the status colour";
     const auto panel = areaOf(hero());
-    const auto window = m_host->palette().color(QPalette::Window);
-    EXPECT_TRUE(isNear(image.pixelColor(panel.left() + 6, panel.bottom() - 6),
-                       over(window, color, StatusHeroPanel::fillOpacity)))
-        << "panel tint "
-        << image.pixelColor(panel.left() + 6, panel.bottom() - 6).name().toStdString();
-    const auto tint = over(window, color, StatusHeroPanel::fillOpacity);
+    const auto tint =
+        over(m_host->palette().color(QPalette::Window), color, StatusHeroPanel::fillOpacity);
+    EXPECT_TRUE(isNear(image.pixelColor(panel.left() + 6, panel.bottom() - 6), tint))
+        << "panel tint";
     EXPECT_TRUE(isNear(image.pixelColor(panel.left(), panel.center().y()),
                        over(tint, color, StatusHeroPanel::outlineOpacity)))
-        << "outline " << image.pixelColor(panel.left(), panel.center().y()).name().toStdString();
+        << "outline";
 
     auto& start = hero().startButton();
     auto& stop = hero().stopButton();
     auto& restart = hero().restartButton();
     auto& check = hero().checkButton();
-    EXPECT_EQ(start.text(), QStringLiteral("启动转发"));
-    EXPECT_EQ(stop.text(), QStringLiteral("停止转发"));
-    EXPECT_EQ(restart.text(), QStringLiteral("重启"));
-    EXPECT_EQ(check.text(), QStringLiteral("检查"));
+    EXPECT_EQ(QStringList({start.text(), stop.text(), restart.text(), check.text()}),
+              QStringList({QStringLiteral("启动转发"), QStringLiteral("停止转发"),
+                           QStringLiteral("重启"), QStringLiteral("检查")}));
     for (auto* button : {&start, &stop, &restart, &check}) {
         EXPECT_TRUE(button->isEnabled()) << button->text().toStdString();
     }
@@ -150,10 +147,8 @@ TEST_P(StatusPageInEachState, ShowsTheStateInItsColourAndEveryCommandWorks) {
         << tiles().lastCheckTile().value().toStdString();
 }
 
-INSTANTIATE_TEST_SUITE_P(AllStatuses, StatusPageInEachState,
-                         ::testing::ValuesIn(test::allServiceStatuses), [](const auto& info) {
-                             return test::statusName(info.param).toStdString();
-                         });
+INSTANTIATE_TEST_SUITE_P(AllStatuses, StatusPageInEachState, ::testing::ValuesIn(test::statusLooks),
+                         test::lookName);
 
 TEST_F(StatusPageTest, WithoutATargetTheRouteAndTileSayItIsNotResolvedYet) {
     open();
@@ -260,15 +255,7 @@ TEST_F(StatusPageTest, SwitchingToADarkPaletteKeepsStatusColoursAndLightensTheGr
     const auto subtitle = m_page->header().findChild<QLabel*>(QStringLiteral("pageSubtitle"));
     const auto lightGrey = subtitle->palette().color(QPalette::WindowText);
 
-    QPalette dark(QColor(53, 53, 53), QColor(42, 42, 42));
-    dark.setColor(QPalette::WindowText, QColor(235, 235, 235));
-    dark.setColor(QPalette::Text, QColor(235, 235, 235));
-    dark.setColor(QPalette::ButtonText, QColor(235, 235, 235));
-    dark.setColor(QPalette::Base, QColor(30, 30, 30));
-    dark.setColor(QPalette::PlaceholderText, QColor(235, 235, 235, 128));
-    dark.setColor(QPalette::Highlight, QColor(42, 130, 218));
-    dark.setColor(QPalette::HighlightedText, Qt::white);
-    QApplication::setPalette(dark);
+    const auto dark = test::PaletteGuard::switchToDark();
     QCoreApplication::processEvents();
     test::saveScreenshot(*m_host, QStringLiteral("status-page-running-dark.png"));
 
