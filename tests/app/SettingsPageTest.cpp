@@ -12,6 +12,7 @@
 #include "tests/app/PageFixture.h"
 #include "tests/app/PaletteGuard.h"
 #include "tests/app/Screenshots.h"
+#include "tests/app/StatusLooks.h"
 #include "tests/app/TransientStatusController.h"
 
 #include <QApplication>
@@ -70,7 +71,7 @@ protected:
         if (shown) {
             m_host->show();
             m_host->activateWindow();
-            ASSERT_TRUE(QTest::qWaitForWindowActive(m_host.get()));
+            ASSERT_TRUE(QTest::qWaitForWindowActive(m_host.get(), 30000));
         }
         settle();
     }
@@ -95,27 +96,27 @@ protected:
 };
 
 class SettingsPageInEachState : public SettingsPageTest,
-                                public ::testing::WithParamInterface<ServiceStatus> {};
+                                public ::testing::WithParamInterface<test::StatusLook> {};
 
 TEST_P(SettingsPageInEachState, ThePanelShowsTheStateInItsColourAndNoButtonIsDisabled) {
-    const auto status = GetParam();
+    const auto& look = GetParam();
     open();
-    reach(status);
+    reach(look.status);
     test::saveScreenshot(*m_host,
-                         QStringLiteral("settings-page-%1.png").arg(test::statusName(status)));
-    const auto color = Theme::statusColor(status);
+                         QStringLiteral("settings-page-%1.png").arg(test::statusName(look.status)));
+    const auto color = look.color();
 
-    EXPECT_EQ(panel().titleLabel().text(), Theme::settingsTitle(status));
+    EXPECT_EQ(panel().titleLabel().text(), look.text(look.settingsTitle));
     EXPECT_EQ(textColor(panel().titleLabel()), color);
-    EXPECT_EQ(panel().stateBadge().text(), Theme::settingsBadge(status));
+    EXPECT_EQ(panel().stateBadge().text(), look.text(look.settingsBadge));
     EXPECT_EQ(textColor(panel().stateBadge()), color);
     EXPECT_EQ(panel().stateBadge().capsuleColor(),
               Theme::withOpacity(color, SettingsStatusPanel::stateBadgeOpacity));
     EXPECT_EQ(panel().outlineColor(),
               Theme::withOpacity(color, SettingsStatusPanel::outlineOpacity));
-    EXPECT_EQ(panel().badge().symbol(), Theme::statusSymbol(status));
+    EXPECT_EQ(panel().badge().symbol(), look.text(look.symbol));
     EXPECT_EQ(panel().badge().color(), color);
-    EXPECT_EQ(panel().explanationLabel().text(), Theme::settingsExplanation(status));
+    EXPECT_EQ(panel().explanationLabel().text(), look.text(look.settingsExplanation));
     for (auto* button : {&panel().checkButton(), &panel().startButton(), &panel().stopButton(),
                          &m_page->resetButton(), &m_page->saveButton()}) {
         EXPECT_TRUE(button->isEnabled()) << button->text().toStdString();
@@ -123,9 +124,7 @@ TEST_P(SettingsPageInEachState, ThePanelShowsTheStateInItsColourAndNoButtonIsDis
 }
 
 INSTANTIATE_TEST_SUITE_P(SettingsPage, SettingsPageInEachState,
-                         ::testing::ValuesIn(test::allServiceStatuses), [](const auto& info) {
-                             return test::statusName(info.param).toStdString();
-                         });
+                         ::testing::ValuesIn(test::statusLooks), test::lookName);
 
 TEST_F(SettingsPageTest, TheCommandButtonsRunTheServiceAndTheMetricsFollow) {
     open();
@@ -184,6 +183,8 @@ TEST_F(SettingsPageTest, AFailureShowsItsErrorInAtMostTwoLines) {
 TEST_F(SettingsPageTest, ReturnSavesFromTheDiscoveryFieldOnly) {
     open();
     const auto url = QStringLiteral("https://discovery.example:8443/port");
+    type(m_page->listenHostField(), QStringLiteral("0.0.0.0"));
+    EXPECT_EQ(m_model->config().listenHost, "0.0.0.0");
 
     type(m_page->listenPortField(), QStringLiteral("20000"));
     QTest::keyClick(&m_page->listenPortField(), Qt::Key_Return);
@@ -202,7 +203,8 @@ TEST_F(SettingsPageTest, ReturnSavesFromTheDiscoveryFieldOnly) {
     EXPECT_EQ(stored.discoveryURL.text, url.toStdString());
     EXPECT_EQ(stored.listenPort, 20000) << "the whole draft is saved";
     EXPECT_EQ(stored.checkIntervalSeconds, 90);
-    EXPECT_EQ(panel().listenAddressLabel().text(), QStringLiteral("127.0.0.1:20000"));
+    EXPECT_EQ(stored.listenHost, "0.0.0.0");
+    EXPECT_EQ(panel().listenAddressLabel().text(), QStringLiteral("0.0.0.0:20000"));
     EXPECT_EQ(m_page->feedbackLabel().fullText(), savedWhileStopped);
 }
 
@@ -261,15 +263,6 @@ TEST_F(SettingsPageTest, NumberFieldsTakeOnlyTextThatReadsAsANumberInTheUsersLoc
         << "leaving the field shows its value in the locale's form";
 }
 
-TEST_F(SettingsPageTest, TheHostFieldWritesTheSettingsThatSaveStores) {
-    open();
-    type(m_page->listenHostField(), QStringLiteral("0.0.0.0"));
-    EXPECT_EQ(m_model->config().listenHost, "0.0.0.0");
-    EXPECT_EQ(panel().listenAddressLabel().text(), QStringLiteral("0.0.0.0:18082"));
-    QTest::mouseClick(&m_page->saveButton(), Qt::LeftButton);
-    EXPECT_TRUE(waitFor([&] { return m_harness.storedConfig().listenHost == "0.0.0.0"; }));
-}
-
 TEST_F(SettingsPageTest, NumberFieldsReadGermanGrouping) {
     const LocaleGuard german(QLocale(QLocale::German, QLocale::Germany));
     open();
@@ -289,42 +282,37 @@ TEST_F(SettingsPageTest, TypingKeepsTheCursorWhereTheUserPutIt) {
     EXPECT_EQ(port.cursorPosition(), 3);
 }
 
-TEST_F(SettingsPageTest, TextsTheViewModelChangesCountAsEditsWhileThePageIsShown) {
-    m_harness.writeConfig([](auto& config) {
-        config.listenHost = "127.0.0.2";
-        config.listenPort = 20000;
-    });
-    open();
-    ASSERT_EQ(m_page->listenPortField().text(), QStringLiteral("20000"));
-    EXPECT_EQ(m_page->listenHostField().text(), QStringLiteral("127.0.0.2"));
-    EXPECT_EQ(panel().listenAddressLabel().text(), QStringLiteral("127.0.0.2:20000"));
+// Restoring defaults changes the texts; while the page is shown, a later snapshot must not
+// bring back the stored ones, or the defaults would vanish before the user could save them. A
+// hidden page reports no edits, so there the snapshot replaces them, as it does without a page.
+TEST_F(SettingsPageTest, TextsTheViewModelChangesCountAsEditsOnlyWhileThePageIsShown) {
+    for (const bool shown : {true, false}) {
+        SCOPED_TRACE(shown);
+        m_harness.writeConfig([](auto& config) {
+            config.listenHost = "127.0.0.2";
+            config.listenPort = 20000;
+            config.checkIntervalSeconds = 30;
+        });
+        open(shown);
+        ASSERT_EQ(m_page->listenPortField().text(), QStringLiteral("20000"));
+        EXPECT_EQ(m_page->listenHostField().text(), QStringLiteral("127.0.0.2"));
+        EXPECT_EQ(panel().listenAddressLabel().text(), QStringLiteral("127.0.0.2:20000"));
 
-    // Restoring defaults changes both texts; a later snapshot must not bring back the stored
-    // ones, or the restored defaults would vanish before the user could save them.
-    QTest::mouseClick(&m_page->resetButton(), Qt::LeftButton);
-    EXPECT_EQ(m_page->listenPortField().text(), QStringLiteral("18082"));
-    EXPECT_EQ(m_page->feedbackLabel().fullText(),
-              QStringLiteral("已恢复默认值，点击保存设置后生效。"));
-    settle();
-    QSignalSpy applied(m_model, &AppViewModel::serviceStatusChanged);
-    m_model->stopService();
-    ASSERT_TRUE(waitFor([&] { return !applied.isEmpty(); }));
-    EXPECT_EQ(m_page->listenPortField().text(), QStringLiteral("18082"));
-    EXPECT_EQ(m_model->listenPortText(), QStringLiteral("18082"));
-    EXPECT_EQ(m_harness.storedConfig().listenPort, 20000) << "nothing saved";
-}
-
-TEST_F(SettingsPageTest, AHiddenPageReportsNoEdits) {
-    m_harness.writeConfig([](auto& config) { config.listenPort = 20000; });
-    open(false);
-    m_model->resetSettings();
-    EXPECT_EQ(m_page->listenPortField().text(), QStringLiteral("18082"));
-    settle();
-    QSignalSpy applied(m_model, &AppViewModel::serviceStatusChanged);
-    m_model->stopService();
-    ASSERT_TRUE(waitFor([&] { return !applied.isEmpty(); }));
-    EXPECT_EQ(m_page->listenPortField().text(), QStringLiteral("20000"))
-        << "the snapshot replaced the unsaved defaults, as it does without the page";
+        m_page->resetButton().click();
+        EXPECT_EQ(m_page->listenPortField().text(), QStringLiteral("18082"));
+        EXPECT_EQ(m_model->config().checkIntervalSeconds, 60);
+        EXPECT_EQ(m_page->feedbackLabel().fullText(),
+                  QStringLiteral("已恢复默认值，点击保存设置后生效。"));
+        settle();
+        QSignalSpy applied(m_model, &AppViewModel::serviceStatusChanged);
+        m_model->stopService();
+        ASSERT_TRUE(waitFor([&] { return !applied.isEmpty(); }));
+        EXPECT_EQ(m_page->listenPortField().text(),
+                  shown ? QStringLiteral("18082") : QStringLiteral("20000"));
+        EXPECT_EQ(m_model->listenPortText(), m_page->listenPortField().text());
+        EXPECT_EQ(m_harness.storedConfig().listenPort, 20000) << "nothing saved";
+        m_host.reset();
+    }
 }
 
 TEST_F(SettingsPageTest, TheStartAtLoginSwitchActsAtOnceAndFallsBackOnFailure) {
@@ -365,12 +353,7 @@ TEST_F(SettingsPageTest, TheStartAtLoginSwitchActsAtOnceAndFallsBackOnFailure) {
 TEST_F(SettingsPageTest, SwitchingToADarkPaletteLightensEveryGreyText) {
     const test::PaletteGuard guard;
     open();
-    QPalette dark(QColor(53, 53, 53), QColor(42, 42, 42));
-    for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText}) {
-        dark.setColor(role, QColor(235, 235, 235));
-    }
-    dark.setColor(QPalette::PlaceholderText, QColor(235, 235, 235, 128));
-    QApplication::setPalette(dark);
+    const auto dark = test::PaletteGuard::switchToDark();
     settle();
     test::saveScreenshot(*m_host, QStringLiteral("settings-page-stopped-dark.png"));
     const auto grey = Theme::secondaryColor(dark);
