@@ -9,6 +9,7 @@
 #include "VelquorApp/VelquorApp/SingleInstance.h"
 #include "tests/app/AppHarness.h"
 #include "tests/app/Screenshots.h"
+#include "tests/app/StatusLooks.h"
 #include "tests/app/TransientStatusController.h"
 
 #include <QApplication>
@@ -27,22 +28,6 @@ namespace velquor {
 namespace {
 
 using test::waitFor;
-
-struct StatusTexts {
-    ServiceStatus status;
-    const char* menuWord;    // tray tooltip and menu status line
-    const char* sidebarWord; // sidebar summary
-    const char* traySymbol;
-};
-
-const StatusTexts statusTexts[] = {
-    {ServiceStatus::stopped, "已停止", "关闭", "circle"},
-    {ServiceStatus::starting, "启动中", "启动中", "arrow.triangle.2.circlepath.circle.fill"},
-    {ServiceStatus::running, "运行中", "运行中", "arrow.left.arrow.right.circle.fill"},
-    {ServiceStatus::stopping, "停止中", "关闭中", "circle"},
-    {ServiceStatus::failed, "异常", "异常", "exclamationmark.triangle.fill"},
-    {ServiceStatus::checking, "检查中", "检查中", "arrow.triangle.2.circlepath.circle.fill"},
-};
 
 // What an icon looks like at a tray's size.
 QImage drawn(const QIcon& icon) {
@@ -77,7 +62,7 @@ protected:
     void open() {
         m_app = std::make_unique<VelquorApp>(m_controller, m_harness.environment());
         QSignalSpy loaded(&m_app->viewModel(), &AppViewModel::loaded);
-        ASSERT_TRUE(loaded.wait(10000));
+        ASSERT_TRUE(loaded.wait(30000));
         m_app->showMainWindow();
         QCoreApplication::processEvents();
     }
@@ -95,7 +80,7 @@ protected:
 };
 
 class VelquorAppInEachState : public VelquorAppTest,
-                              public ::testing::WithParamInterface<StatusTexts> {};
+                              public ::testing::WithParamInterface<test::StatusLook> {};
 
 TEST_P(VelquorAppInEachState, TrayMenuAndSidebarShowTheStatusInTheirOwnWords) {
     const auto& expected = GetParam();
@@ -103,11 +88,11 @@ TEST_P(VelquorAppInEachState, TrayMenuAndSidebarShowTheStatusInTheirOwnWords) {
     ASSERT_TRUE(test::reachStatus(model(), m_harness, *m_controller, expected.status));
     QCoreApplication::processEvents();
 
-    const QString menuWord = QString::fromUtf8(expected.menuWord);
+    const auto menuWord = expected.text(expected.menuWord);
     EXPECT_EQ(m_app->trayIcon().toolTip(), QStringLiteral("Qarvex · ") + menuWord);
-    const QColor color = Theme::statusColor(expected.status);
+    const QColor color = expected.color();
     EXPECT_EQ(drawn(m_app->trayIcon().icon()),
-              drawn(SymbolIcon::icon(QString::fromLatin1(expected.traySymbol), color)))
+              drawn(SymbolIcon::icon(expected.text(expected.traySymbol), color)))
         << "the tray shows the status's symbol in its colour";
     const auto texts = menuTexts(m_app->menu());
     ASSERT_EQ(texts.size(), 13);
@@ -120,7 +105,7 @@ TEST_P(VelquorAppInEachState, TrayMenuAndSidebarShowTheStatusInTheirOwnWords) {
         EXPECT_FALSE(m_app->menu().actions()[line]->isEnabled()) << "status lines are inactive";
     }
 
-    EXPECT_EQ(sidebar().statusWordLabel().text(), QString::fromUtf8(expected.sidebarWord));
+    EXPECT_EQ(sidebar().statusWordLabel().text(), expected.text(expected.sidebarWord));
     EXPECT_EQ(sidebar().statusWordLabel().palette().color(QPalette::WindowText), color);
     const QImage dot = sidebar().statusDotLabel().pixmap().toImage();
     EXPECT_EQ(dot.pixelColor(dot.width() / 2, dot.height() / 2).rgb(), color.rgb());
@@ -138,10 +123,8 @@ TEST_P(VelquorAppInEachState, TrayMenuAndSidebarShowTheStatusInTheirOwnWords) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(, VelquorAppInEachState, ::testing::ValuesIn(statusTexts),
-                         [](const auto& info) {
-                             return test::statusName(info.param.status).toStdString();
-                         });
+INSTANTIATE_TEST_SUITE_P(, VelquorAppInEachState, ::testing::ValuesIn(test::statusLooks),
+                         test::lookName);
 
 TEST_F(VelquorAppTest, TheWindowIsQarvexAtLeast980By680AndFollowsTheSidebar) {
     open();
@@ -189,8 +172,10 @@ TEST_F(VelquorAppTest, BothQuitCommandsStopTheServiceFirst) {
     runCommand(QStringLiteral("启动转发"), ServiceStatus::running);
     QSignalSpy quitting(&model(), &AppViewModel::quitting);
     menuCommand(m_app->menu(), QStringLiteral("退出 Qarvex")).trigger();
+    EXPECT_FALSE(model().isHealthMonitorRunning());
     ASSERT_TRUE(waitFor([&] { return !quitting.isEmpty(); }));
     EXPECT_TRUE(m_harness.machine.socatPids().empty());
+    EXPECT_THAT(m_harness.logText(), ::testing::HasSubstr("socat stopped [PID=4242]"));
 
     runCommand(QStringLiteral("启动转发"), ServiceStatus::running);
     auto* quit = sidebar().findChild<QPushButton*>(QStringLiteral("quitButton"));
@@ -239,7 +224,7 @@ TEST(SingleInstanceTest, ALaterLaunchAsksTheFirstToShowItselfAndStepsAside) {
         SingleInstance later(serverName);
         return later.claim();
     });
-    ASSERT_TRUE(activation.wait(5000));
+    ASSERT_TRUE(activation.wait(30000));
     ASSERT_TRUE(waitFor(
         [&] { return second.wait_for(std::chrono::seconds(0)) == std::future_status::ready; }));
     EXPECT_FALSE(second.get());
