@@ -4,6 +4,7 @@
 #include "tests/app/AppHarness.h"
 #include "tests/app/PageFixture.h"
 #include "tests/app/Screenshots.h"
+#include "tests/app/StatusLooks.h"
 #include "tests/app/TransientStatusController.h"
 
 #include <QApplication>
@@ -82,11 +83,11 @@ protected:
 };
 
 class LogsPageInEachState : public LogsPageTest,
-                            public ::testing::WithParamInterface<ServiceStatus> {};
+                            public ::testing::WithParamInterface<test::StatusLook> {};
 
 // The commands log what they did and refresh the preview, which the page follows.
 TEST_P(LogsPageInEachState, ShowsThePreviewThatTheCommandsLeave) {
-    const auto status = GetParam();
+    const auto status = GetParam().status;
     open();
     QSignalSpy published(m_model, &AppViewModel::logPreviewChanged);
     reach(status);
@@ -98,10 +99,8 @@ TEST_P(LogsPageInEachState, ShowsThePreviewThatTheCommandsLeave) {
     test::saveScreenshot(*m_host, QStringLiteral("logs-page-%1.png").arg(test::statusName(status)));
 }
 
-INSTANTIATE_TEST_SUITE_P(LogsPage, LogsPageInEachState,
-                         ::testing::ValuesIn(test::allServiceStatuses), [](const auto& info) {
-                             return test::statusName(info.param).toStdString();
-                         });
+INSTANTIATE_TEST_SUITE_P(LogsPage, LogsPageInEachState, ::testing::ValuesIn(test::statusLooks),
+                         test::lookName);
 
 TEST_F(LogsPageTest, ClearingEmptiesTheLogAtOnceAndThePlaceholderIsNotCopied) {
     open();
