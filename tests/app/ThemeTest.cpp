@@ -15,61 +15,8 @@
 namespace velquor {
 namespace {
 
-struct StatusCase {
-    ServiceStatus status;
-    QColor color; // invalid: the palette's secondary grey
-    const char* sidebar;
-    const char* menu;
-    const char* traySymbol;
-    const char* symbol;
-    const char* heroTitle;
-    const char* heroExplanation;
-    const char* settingsTitle;
-    const char* settingsBadge;
-    const char* settingsExplanation;
-};
-
-const QColor orange = Theme::orange();
-const QColor red = Theme::red();
-
-const StatusCase statusCases[] = {
-    {ServiceStatus::stopped, QColor(), "关闭", "已停止", "circle", "pause.circle.fill", "已关闭",
-     "本机端口没有转发服务。", "关闭", "已停止", "转发服务当前未运行，配置保存后需要手动启动。"},
-    {ServiceStatus::starting, orange, "启动中", "启动中", "arrow.triangle.2.circlepath.circle.fill",
-     "arrow.up.circle.fill", "启动中", "正在建立本机监听和目标转发。", "启动中", "正在启动",
-     "正在启动本地监听和转发进程。"},
-    {ServiceStatus::running, QColor::fromRgbF(0.08f, 0.52f, 0.24f), "运行中", "运行中",
-     "arrow.left.arrow.right.circle.fill", "checkmark.circle.fill", "运行中", "转发服务正在工作。",
-     "运行中", "运行中", "转发服务正在运行，本机 iSCSI 客户端可连接本地监听地址。"},
-    {ServiceStatus::stopping, QColor(), "关闭中", "停止中", "circle", "stop.circle.fill", "关闭中",
-     "正在关闭当前转发进程。", "关闭中", "正在停止", "正在停止当前转发进程。"},
-    {ServiceStatus::failed, red, "异常", "异常", "exclamationmark.triangle.fill",
-     "exclamationmark.triangle.fill", "异常", "转发服务需要处理错误后再运行。", "异常", "异常",
-     "转发服务出现异常，请查看最近错误或运行日志。"},
-    {ServiceStatus::checking, orange, "检查中", "检查中", "arrow.triangle.2.circlepath.circle.fill",
-     "arrow.triangle.2.circlepath.circle.fill", "检查中", "正在检查目标地址和本机监听。", "检查中",
-     "正在检查", "正在检查目标地址、监听端口和转发进程状态。"},
-};
-
 QString u(const char* text) {
     return QString::fromUtf8(text);
-}
-
-TEST(ThemeStatusTables, EveryViewWordsAndColoursEachStatusItsOwnWay) {
-    const auto grey = Theme::secondaryColor();
-    for (const auto& c : statusCases) {
-        SCOPED_TRACE(std::string(serviceStatusName(c.status)));
-        EXPECT_EQ(Theme::statusColor(c.status), c.color.isValid() ? c.color : grey);
-        EXPECT_EQ(Theme::sidebarWord(c.status), u(c.sidebar));
-        EXPECT_EQ(Theme::menuWord(c.status), u(c.menu));
-        EXPECT_EQ(Theme::trayIconSymbol(c.status), u(c.traySymbol));
-        EXPECT_EQ(Theme::statusSymbol(c.status), u(c.symbol));
-        EXPECT_EQ(Theme::heroTitle(c.status), u(c.heroTitle));
-        EXPECT_EQ(Theme::heroExplanation(c.status), u(c.heroExplanation));
-        EXPECT_EQ(Theme::settingsTitle(c.status), u(c.settingsTitle));
-        EXPECT_EQ(Theme::settingsBadge(c.status), u(c.settingsBadge));
-        EXPECT_EQ(Theme::settingsExplanation(c.status), u(c.settingsExplanation));
-    }
 }
 
 TEST(ThemeColours, TheSecondaryGreyIsOpaqueAndFollowsThePalette) {
