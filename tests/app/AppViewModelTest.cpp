@@ -2,7 +2,6 @@
 
 #include "tests/app/AppHarness.h"
 
-#include <QClipboard>
 #include <QGuiApplication>
 #include <QRegularExpression>
 #include <QSignalSpy>
@@ -110,18 +109,8 @@ TEST_F(AppViewModelTest, OnlyTheURLMessageShowsWhenBothTextsAreWrongAndTheTextsS
     EXPECT_EQ(model.serviceStatus(), ServiceStatus::stopped);
 }
 
-TEST_F(AppViewModelTest, SavingNormalisesTheTextsAndSaysWhetherForwardingRestarted) {
-    auto& model = m_harness.start();
-    model.markSettingsEdited();
-    model.setListenPortText(QStringLiteral(" +20000 "));
-    model.saveSettings();
-    EXPECT_EQ(model.listenPortText(), QStringLiteral("20000"));
-    EXPECT_EQ(model.settingsFeedbackText(), QStringLiteral("正在保存设置..."));
-    ASSERT_TRUE(waitFor([&] { return model.settingsFeedbackText() == savedWhileStopped; }));
-    EXPECT_EQ(m_harness.storedConfig().listenPort, 20000);
-
-    model.startService();
-    ASSERT_TRUE(waitFor([&] { return model.serviceStatus() == ServiceStatus::running; }));
+TEST_F(AppViewModelTest, SavingWhileRunningRestartsForwardingAndSaysSo) {
+    auto& model = startRunning();
     model.setListenPortText(QStringLiteral("20001"));
     model.saveSettings();
     ASSERT_TRUE(waitFor([&] { return model.settingsFeedbackText() == savedAndRestarted; }));
@@ -176,42 +165,6 @@ TEST_F(AppViewModelTest, AStartSavesAChangedDraftFirstAndAnUnchangedOneNot) {
     EXPECT_EQ(m_harness.storedConfig().checkIntervalSeconds, 30);
 }
 
-TEST_F(AppViewModelTest, ResetShowsDefaultsWithoutStoringThem) {
-    m_harness.writeConfig([](auto& c) {
-        c.listenPort = 20000;
-        c.checkIntervalSeconds = 30;
-    });
-    auto& model = m_harness.start();
-    EXPECT_EQ(model.listenPortText(), QStringLiteral("20000"));
-    model.resetSettings();
-    EXPECT_EQ(model.listenPortText(), QStringLiteral("18082"));
-    EXPECT_EQ(model.config().checkIntervalSeconds, 60);
-    EXPECT_EQ(model.settingsFeedbackText(), QStringLiteral("已恢复默认值，点击保存设置后生效。"));
-    EXPECT_EQ(m_harness.storedConfig().listenPort, 20000);
-}
-
-TEST_F(AppViewModelTest, TheStartAtLoginSwitchActsAtOnceAndFallsBackOnFailure) {
-    auto& model = m_harness.start();
-    model.setAutoStartPreference(true);
-    EXPECT_TRUE(model.config().autoStart);
-    EXPECT_EQ(model.settingsFeedbackText(),
-              QStringLiteral("开机启动已开启，点击保存设置后同步保存偏好。"));
-    EXPECT_EQ(model.autoStartStatusText(), QStringLiteral("已开启，登录 Linux 后会自动启动 App。"));
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(m_harness.autostartFolder), {}), 1);
-
-    model.setAutoStartPreference(false);
-    EXPECT_FALSE(model.config().autoStart);
-    EXPECT_TRUE(std::filesystem::is_empty(m_harness.autostartFolder));
-
-    std::filesystem::remove(m_harness.autostartFolder);
-    std::ofstream(m_harness.autostartFolder) << "a file where the folder should be";
-    model.setAutoStartPreference(true);
-    EXPECT_FALSE(model.config().autoStart) << "the switch shows the real state";
-    EXPECT_EQ(model.autoStartStatusText(), QStringLiteral("开机启动状态变更失败。"));
-    EXPECT_TRUE(model.settingsFeedbackText().startsWith(QStringLiteral("开机启动设置失败：")));
-    EXPECT_TRUE(model.settingsFeedbackIsError());
-}
-
 TEST_F(AppViewModelTest, TheMonitorWaitsTheFormsIntervalButAtLeastFiveSeconds) {
     auto& model = m_harness.start();
     EXPECT_EQ(model.healthCheckInterval(), 60s);
@@ -236,17 +189,7 @@ TEST_F(AppViewModelTest, AHealthCheckRunsOneIntervalAfterLoading) {
                     .hasMatch());
 }
 
-TEST_F(AppViewModelTest, QuittingStopsTheForwarderBeforeTheLoopEnds) {
-    auto& model = startRunning();
-    QSignalSpy quitting(&model, &AppViewModel::quitting);
-    model.quitApplication();
-    EXPECT_FALSE(model.isHealthMonitorRunning());
-    ASSERT_TRUE(waitFor([&] { return quitting.count() > 0; }));
-    EXPECT_TRUE(m_harness.machine.socatPids().empty());
-    EXPECT_NE(m_harness.logText().find("socat stopped [PID=4242]"), std::string::npos);
-}
-
-TEST_F(AppViewModelTest, ClearingTheLogKeepsForwardingAndCopyTakesThePreview) {
+TEST_F(AppViewModelTest, ClearingTheLogKeepsForwarding) {
     auto& model = startRunning();
     model.clearLogs();
     ASSERT_TRUE(waitFor([&] { return model.logPreview().isEmpty(); }));
@@ -254,10 +197,8 @@ TEST_F(AppViewModelTest, ClearingTheLogKeepsForwardingAndCopyTakesThePreview) {
     EXPECT_FALSE(m_harness.machine.socatPids().empty());
 
     model.checkNow();
-    ASSERT_TRUE(
+    EXPECT_TRUE(
         waitFor([&] { return model.logPreview().contains(QStringLiteral("Check result")); }));
-    model.copyLogs();
-    EXPECT_EQ(QGuiApplication::clipboard()->text(), model.logPreview());
 }
 
 // A controller whose start waits until the test lets it go, as a slow discovery answer would.
