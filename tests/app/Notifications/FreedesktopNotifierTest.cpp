@@ -41,7 +41,7 @@ public:
             QStringLiteral("dbus-daemon"),
             {QStringLiteral("--nofork"), QStringLiteral("--print-address"),
              QStringLiteral("--config-file=") + QString::fromStdString(config.string())});
-        if (m_daemon.waitForStarted(5000) && m_daemon.waitForReadyRead(10000)) {
+        if (m_daemon.waitForStarted(30000) && m_daemon.waitForReadyRead(30000)) {
             m_address = QString::fromUtf8(m_daemon.readLine()).trimmed();
         }
     }
@@ -50,7 +50,7 @@ public:
             QDBusConnection::disconnectFromBus(name);
         }
         m_daemon.kill();
-        m_daemon.waitForFinished(5000);
+        m_daemon.waitForFinished(30000);
     }
 
     const QString& address() const { return m_address; }
@@ -90,12 +90,12 @@ TEST(FreedesktopNotifier, SendsTheNotificationToTheServerOnTheBusOrFallsBackWith
 
     // Nobody owns the name yet: the bus refuses the call and the fallback shows it.
     notifier.notify(warning);
-    ASSERT_TRUE(test::waitFor([&] { return fellBack.size() == 1; }, 10000));
+    ASSERT_TRUE(test::waitFor([&] { return fellBack.size() == 1; }));
     EXPECT_EQ(fellBack.front(), warning);
 
     ASSERT_TRUE(serverConnection.registerService(QStringLiteral("org.freedesktop.Notifications")));
     notifier.notify(warning);
-    ASSERT_TRUE(test::waitFor([&] { return server.calls.size() == 1; }, 10000));
+    ASSERT_TRUE(test::waitFor([&] { return server.calls.size() == 1; }));
     EXPECT_EQ(
         server.calls.front(),
         QStringLiteral("Qarvex|Qarvex 连接异常|健康检查已连续失败 3 次（自 %1 起）：无法访问发现"
