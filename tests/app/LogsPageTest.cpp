@@ -4,7 +4,6 @@
 #include "tests/app/AppHarness.h"
 #include "tests/app/PageFixture.h"
 #include "tests/app/Screenshots.h"
-#include "tests/app/StatusLooks.h"
 #include "tests/app/TransientStatusController.h"
 
 #include <QApplication>
@@ -40,17 +39,6 @@ protected:
         QCoreApplication::processEvents();
     }
 
-    // The log page shows no state of its own: the controller's check reporting each state is
-    // enough to see the page after a command in it.
-    void reach(ServiceStatus status) {
-        if (status == ServiceStatus::stopped) {
-            return;
-        }
-        m_controller->reportOnCheck(status);
-        m_model->checkNow();
-        ASSERT_TRUE(waitFor([&] { return m_model->serviceStatus() == status; }));
-    }
-
     QString shown() const { return m_page->logArea().toPlainText(); }
 
     void appendToLog(const std::string& lines) {
@@ -81,26 +69,6 @@ protected:
         ASSERT_EQ(shown(), m_model->logPreview());
     }
 };
-
-class LogsPageInEachState : public LogsPageTest,
-                            public ::testing::WithParamInterface<test::StatusLook> {};
-
-// The commands log what they did and refresh the preview, which the page follows.
-TEST_P(LogsPageInEachState, ShowsThePreviewThatTheCommandsLeave) {
-    const auto status = GetParam().status;
-    open();
-    QSignalSpy published(m_model, &AppViewModel::logPreviewChanged);
-    reach(status);
-    if (status != ServiceStatus::stopped) {
-        ASSERT_TRUE(waitFor([&] { return !published.isEmpty(); })) << "refreshed after it";
-    }
-    EXPECT_FALSE(m_model->logPreview().isEmpty());
-    EXPECT_EQ(shown(), m_model->logPreview());
-    test::saveScreenshot(*m_host, QStringLiteral("logs-page-%1.png").arg(test::statusName(status)));
-}
-
-INSTANTIATE_TEST_SUITE_P(LogsPage, LogsPageInEachState, ::testing::ValuesIn(test::statusLooks),
-                         test::lookName);
 
 TEST_F(LogsPageTest, ClearingEmptiesTheLogAtOnceAndThePlaceholderIsNotCopied) {
     open();

@@ -1,5 +1,6 @@
 #include "VelquorApp/VelquorApp/VelquorApp.h"
 
+#include "VelquorApp/MainWindowView/LogsPage.h"
 #include "VelquorApp/MainWindowView/MainWindowView.h"
 #include "VelquorApp/MainWindowView/Sidebar.h"
 #include "VelquorApp/MainWindowView/StatusPage.h"
@@ -15,6 +16,7 @@
 #include <QApplication>
 #include <QLabel>
 #include <QListWidget>
+#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QSystemTrayIcon>
@@ -117,6 +119,9 @@ TEST_P(VelquorAppInEachState, TrayMenuAndSidebarShowTheStatusInTheirOwnWords) {
     for (const auto& [section, page] : pages) {
         model().setSelectedSection(section);
         QCoreApplication::processEvents();
+        if (const auto* logs = qobject_cast<LogsPage*>(m_app->mainWindow().currentPage())) {
+            EXPECT_EQ(logs->logArea().toPlainText(), model().logPreview()) << "the log follows";
+        }
         test::saveScreenshot(
             m_app->mainWindow(),
             QStringLiteral("window-%1-%2.png").arg(page, test::statusName(expected.status)));
