@@ -131,21 +131,6 @@ TEST_F(AppViewModelTest, AFailedSaveShowsTheControllersError) {
     EXPECT_EQ(model.listenPortText(), QStringLiteral("18082")) << "the form shows what is stored";
 }
 
-TEST_F(AppViewModelTest, SnapshotsReplaceTheFormOnlyWhileItIsNotBeingEdited) {
-    auto& model = m_harness.start();
-    model.setListenPortText(QStringLiteral("20000"));
-    model.clearLogs();
-    ASSERT_TRUE(waitFor([&] { return model.listenPortText() == QStringLiteral("18082"); }));
-
-    model.markSettingsEdited();
-    model.setListenPortText(QStringLiteral("20000"));
-    QSignalSpy applied(&model, &AppViewModel::serviceStatusChanged);
-    model.stopService();
-    ASSERT_TRUE(waitFor([&] { return applied.count() > 0; }));
-    EXPECT_EQ(model.listenPortText(), QStringLiteral("20000"));
-    EXPECT_EQ(m_harness.storedConfig().listenPort, 18082) << "a stop never saves";
-}
-
 TEST_F(AppViewModelTest, AStartSavesAChangedDraftFirstAndAnUnchangedOneNot) {
     auto& model = m_harness.start();
     QSignalSpy feedback(&model, &AppViewModel::settingsFeedbackTextChanged);
