@@ -173,27 +173,23 @@ TEST_F(StatusPageTest, WithoutATargetTheRouteAndTileSayItIsNotResolvedYet) {
 
 TEST_F(StatusPageTest, TheForwardingProcessTileNeverSaysSocat) {
     struct Case {
-        const char* holder; // what holds the listen port before loading; null: nothing
+        const char* holder; // what holds the listen port before loading
         const char* runtimeText;
-        const char* shown;
-        bool monospaced;
+        const char* shown; // fixed-pitch for its PID
     };
     const Case cases[] = {
-        {"socat", "检测到已有 socat [PID=4242]", "检测到已有转发进程 [PID=4242]", true},
-        {"nginx", "端口被 nginx 占用 [PID=4242]", "端口被 nginx 占用 [PID=4242]", true},
-        {nullptr, "未监听", "未监听", false},
+        {"socat", "检测到已有 socat [PID=4242]", "检测到已有转发进程 [PID=4242]"},
+        {"nginx", "端口被 nginx 占用 [PID=4242]", "端口被 nginx 占用 [PID=4242]"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.runtimeText);
         test::AppHarness harness;
-        if (c.holder) {
-            harness.machine.spawn(c.holder, 18082);
-        }
+        harness.machine.spawn(c.holder, 18082);
         auto& model = harness.start();
         StatusPage page(model);
         EXPECT_EQ(model.socatRuntimeText(), QString::fromUtf8(c.runtimeText));
         EXPECT_EQ(page.quickGrid().processTile().value(), QString::fromUtf8(c.shown));
-        EXPECT_EQ(page.quickGrid().processTile().isValueMonospaced(), c.monospaced);
+        EXPECT_TRUE(page.quickGrid().processTile().isValueMonospaced());
     }
 }
 
