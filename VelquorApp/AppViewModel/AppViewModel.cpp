@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <utility>
 
 namespace velquor {
 
@@ -26,7 +27,8 @@ const QString noneText = QStringLiteral("无");
 } // namespace
 
 AppViewModel::AppViewModel(std::shared_ptr<ServiceController> controller,
-                           AppEnvironment environment, QObject* parent)
+                           AppEnvironment environment, std::unique_ptr<DesktopNotifying> notifier,
+                           QObject* parent)
     : QObject(parent), m_environment(std::move(environment)), m_worker(std::move(controller)),
       m_launchAgentManager(m_environment.launchAgentsDirectory),
       m_lastCheckText(QStringLiteral("尚未检查")), m_lastErrorText(noneText),
@@ -35,11 +37,15 @@ AppViewModel::AppViewModel(std::shared_ptr<ServiceController> controller,
       m_discoveryURLText(qt(ForwarderConfig::defaultDiscoveryURL().text)),
       m_listenPortText(QString::number(ForwarderConfig::defaultListenPort)),
       m_settingsFeedbackText(QStringLiteral("修改配置后请点击保存设置。")),
-      m_autoStartStatusText(QStringLiteral("开机启动状态未检查")) {
+      m_autoStartStatusText(QStringLiteral("开机启动状态未检查")), m_notices(std::move(notifier)),
+      m_earlyChecks([this] { return healthCheckInterval(); }) {
     m_socatExecutableText = QString::fromStdString(m_environment.socatExecutable.string());
     m_healthTimer.setSingleShot(true);
     m_healthTimer.setTimerType(Qt::CoarseTimer);
     connect(&m_healthTimer, &QTimer::timeout, this, [this] { runHealthCheckCycle(); });
+    connect(&m_earlyChecks, &EarlyChecks::checkWanted, this, &AppViewModel::checkEarly);
+    connect(&m_earlyChecks, &EarlyChecks::noteWanted, this, &AppViewModel::noteInLog);
+    m_earlyChecks.watchSystem();
     // Posted, so that whoever built the view model can connect to it before loading begins.
     QTimer::singleShot(0, this, [this] { load(); });
 }
@@ -86,6 +92,13 @@ void AppViewModel::setLogRetentionDays(std::int64_t days) {
     publish(m_config, std::move(config), &AppViewModel::configChanged);
 }
 
+void AppViewModel::setDesktopNotifications(bool enabled) {
+    m_isEditingSettings = true;
+    auto config = m_config;
+    config.desktopNotifications = enabled;
+    publish(m_config, std::move(config), &AppViewModel::configChanged);
+}
+
 QString AppViewModel::forwarderExecutableText() const {
     return m_socatExecutableText.isEmpty() ? QStringLiteral("未检测") : QStringLiteral("已内置");
 }
@@ -96,7 +109,13 @@ std::chrono::seconds AppViewModel::healthCheckInterval() const {
 
 // --- snapshots ---
 
-void AppViewModel::apply(const ServiceSnapshot& snapshot) {
+void AppViewModel::apply(const ServiceSnapshot& snapshot, HealthNotices::Cause cause) {
+    m_notices.take(snapshot, cause);
+    m_earlyChecks.follow(snapshot);
+    publish(m_healthWarningText,
+            snapshot.healthWarning ? DesktopNotification::warning(*snapshot.healthWarning).body
+                                   : QString(),
+            &AppViewModel::healthWarningTextChanged);
     publish(m_serviceStatus, snapshot.status, &AppViewModel::serviceStatusChanged);
     m_persistedConfig = snapshot.config;
     if (!m_isEditingSettings) {
@@ -228,6 +247,7 @@ QCoro::Task<> AppViewModel::saveSettingsTask(ForwarderConfig config, bool wasRun
 
 QCoro::Task<ServiceSnapshot> AppViewModel::saveConfig(ForwarderConfig config, bool wasRunning) {
     QPointer self(this);
+    m_earlyChecks.dropExitWatch(); // saving may restart the forwarder
     const auto saved = m_worker.run(
         [config = std::move(config)](ServiceController& c) { return c.saveConfig(config); });
     auto snapshot = co_await saved;
@@ -321,7 +341,7 @@ QCoro::Task<> AppViewModel::load() {
     if (!self) {
         co_return;
     }
-    apply(snapshot);
+    apply(snapshot, HealthNotices::Cause::start);
     syncAutoStartStatus();
     const auto refreshed =
         m_worker.run([](ServiceController& c) { return c.refreshRuntimeStatus(); });
@@ -360,15 +380,38 @@ QCoro::Task<> AppViewModel::runHealthCheckCycle() {
         co_return;
     }
     QPointer self(this);
+    m_checkRunning = true;
+    m_earlyChecks.dropExitWatch(); // the check itself may move the forwarder to a new target
     const auto checked = m_worker.run([](ServiceController& c) { return c.healthCheck(); });
     const auto snapshot = co_await checked;
     if (!self) {
         co_return;
     }
     apply(snapshot); // a check under way when the monitor stopped still shows its result
+    m_earlyChecks.checkFinished(snapshot);
     co_await refreshLogPreview();
-    if (self && m_monitorActive) {
+    if (!self) {
+        co_return;
+    }
+    m_checkRunning = false;
+    if (m_monitorActive) {
         armHealthMonitor(); // cycles never overlap: the next wait begins after this one ends
+    }
+    if (const auto delay = std::exchange(m_pendingCheckDelay, std::nullopt)) {
+        checkEarly(*delay);
+    }
+}
+
+void AppViewModel::checkEarly(std::chrono::milliseconds delay) {
+    if (!m_monitorActive) {
+        return;
+    }
+    if (m_checkRunning) {
+        m_pendingCheckDelay = std::min(delay, m_pendingCheckDelay.value_or(delay));
+        return;
+    }
+    if (!m_healthTimer.isActive() || m_healthTimer.remainingTime() > delay.count()) {
+        m_healthTimer.start(delay);
     }
 }
 
@@ -386,13 +429,19 @@ QCoro::Task<> AppViewModel::runCommand(ServiceSnapshot (ServiceController::*oper
         co_return;
     }
     if (mayRun) {
+        m_earlyChecks.dropExitWatch(); // an exit we cause is no reason for an early check
+        if (operation != &ServiceController::checkNow) {
+            m_earlyChecks.resetBackoff();
+        }
         const auto commanded =
             m_worker.run([operation](ServiceController& c) { return (c.*operation)(); });
         const auto snapshot = co_await commanded;
         if (!self) {
             co_return;
         }
-        apply(snapshot);
+        const bool starts =
+            operation == &ServiceController::start || operation == &ServiceController::restart;
+        apply(snapshot, starts ? HealthNotices::Cause::start : HealthNotices::Cause::other);
     }
     co_await refreshLogPreview();
 }
@@ -415,6 +464,7 @@ void AppViewModel::checkNow() {
 
 void AppViewModel::quitApplication() {
     stopHealthMonitor();
+    m_earlyChecks.dropExitWatch();
     quitTask();
 }
 

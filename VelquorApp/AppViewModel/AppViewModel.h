@@ -3,6 +3,8 @@
 #include "VelquorApp/AppViewModel/AppEnvironment.h"
 #include "VelquorApp/AppViewModel/AppSection.h"
 #include "VelquorApp/AppViewModel/ControllerWorker.h"
+#include "VelquorApp/AppViewModel/EarlyChecks.h"
+#include "VelquorApp/AppViewModel/HealthNotices.h"
 #include "core/login/LaunchAgentManager.h"
 #include "core/service/ServiceSnapshot.h"
 
@@ -27,7 +29,7 @@ class AppViewModel : public QObject {
 public:
     AppViewModel(std::shared_ptr<ServiceController> controller,
                  AppEnvironment environment = AppEnvironment::forCurrentUser(),
-                 QObject* parent = nullptr);
+                 std::unique_ptr<DesktopNotifying> notifier = nullptr, QObject* parent = nullptr);
     ~AppViewModel() override;
 
     // --- published fields ---
@@ -47,6 +49,8 @@ public:
     const QString& settingsFeedbackText() const { return m_settingsFeedbackText; }
     bool settingsFeedbackIsError() const { return m_settingsFeedbackIsError; }
     const QString& autoStartStatusText() const { return m_autoStartStatusText; }
+    // The health checks' active warning in the user's words; empty while there is none.
+    const QString& healthWarningText() const { return m_healthWarningText; }
 
     // The settings form writes the draft through these; the two texts also mark it edited.
     void setDiscoveryURLText(const QString& text);
@@ -55,6 +59,7 @@ public:
     void setCheckIntervalSeconds(std::int64_t seconds);
     void setFailureThreshold(std::int64_t threshold);
     void setLogRetentionDays(std::int64_t days);
+    void setDesktopNotifications(bool enabled);
 
     const std::filesystem::path& logsDirectoryURL() const { return m_environment.logsDirectory; }
     QString forwarderExecutableText() const;
@@ -105,6 +110,7 @@ signals:
     void settingsFeedbackTextChanged();
     void settingsFeedbackIsErrorChanged();
     void autoStartStatusTextChanged();
+    void healthWarningTextChanged();
     // The controller has stopped the forwarder and the event loop is being ended.
     void quitting();
     // Loading finished and the monitor runs.
@@ -116,8 +122,11 @@ private:
     void stopHealthMonitor();
     void armHealthMonitor();
     QCoro::Task<> runHealthCheckCycle();
+    // Brings the next health check forward to `delay` from now, unless it is due sooner.
+    void checkEarly(std::chrono::milliseconds delay);
 
-    void apply(const ServiceSnapshot& snapshot);
+    void apply(const ServiceSnapshot& snapshot,
+               HealthNotices::Cause cause = HealthNotices::Cause::other);
     void syncAutoStartStatus();
     std::optional<ForwarderConfig> makeConfigFromDraft();
     std::optional<ForwarderConfig> makeConfigFromDraftWithoutFeedback() const;
@@ -157,11 +166,17 @@ private:
     QString m_settingsFeedbackText;
     bool m_settingsFeedbackIsError = false;
     QString m_autoStartStatusText;
+    QString m_healthWarningText;
 
     bool m_isEditingSettings = false;
     ForwarderConfig m_persistedConfig = ForwarderConfig::defaults();
     QTimer m_healthTimer;
     bool m_monitorActive = false;
+    bool m_checkRunning = false;
+    // An early check asked for while a check was running: due this long after it ends.
+    std::optional<std::chrono::milliseconds> m_pendingCheckDelay;
+    HealthNotices m_notices;
+    EarlyChecks m_earlyChecks;
 };
 
 } // namespace velquor

@@ -86,6 +86,8 @@ void SettingsPage::buildForm(RoundedPanel& panel) {
     m_logRetentionDays = new LocaleIntegerField(&panel);
     m_autoStart = new ToggleSwitch(&panel);
     m_autoStartStatus = new QLabel(&panel);
+    m_desktopNotifications = new ToggleSwitch(&panel);
+    m_desktopNotifications->setObjectName(QStringLiteral("desktopNotifications"));
     m_autoStartStatus->setObjectName(QStringLiteral("autoStartStatus"));
     m_autoStartStatus->setFont(Theme::font(Theme::TextStyle::caption));
     m_autoStartStatus->setWordWrap(true);
@@ -115,6 +117,8 @@ void SettingsPage::buildForm(RoundedPanel& panel) {
             [this](std::int64_t value) { m_viewModel.setLogRetentionDays(value); });
     connect(m_autoStart, &ToggleSwitch::clicked, this,
             [this](bool checked) { m_viewModel.setAutoStartPreference(checked); });
+    connect(m_desktopNotifications, &ToggleSwitch::clicked, this,
+            [this](bool checked) { m_viewModel.setDesktopNotifications(checked); });
 
     auto* form = new QFormLayout(&panel);
     form->setContentsMargins(16, 14, 16, 14);
@@ -134,6 +138,7 @@ void SettingsPage::buildForm(RoundedPanel& panel) {
     autoStart->addWidget(m_autoStart, 0, Qt::AlignVCenter);
     autoStart->addWidget(m_autoStartStatus, 1, Qt::AlignVCenter);
     form->addRow(QStringLiteral("开机启动"), autoStart);
+    form->addRow(QStringLiteral("桌面通知"), m_desktopNotifications);
 }
 
 // A text the view model changed itself (a snapshot applied, a text normalised, defaults
@@ -161,6 +166,7 @@ void SettingsPage::refresh() {
     m_failureThreshold->setValue(config.failureThreshold);
     m_logRetentionDays->setValue(config.logRetentionDays);
     m_autoStart->setChecked(config.autoStart);
+    m_desktopNotifications->setChecked(config.desktopNotifications);
     m_autoStartStatus->setText(m_viewModel.autoStartStatusText());
     Theme::setTextColor(*m_autoStartStatus, Theme::secondaryColor(palette()));
     m_formPanel->setFillColor(Theme::regularMaterial(palette()));

@@ -37,6 +37,7 @@ public:
     LocaleIntegerField& logRetentionDaysField() const { return *m_logRetentionDays; }
     ToggleSwitch& autoStartSwitch() const { return *m_autoStart; }
     QLabel& autoStartStatusLabel() const { return *m_autoStartStatus; }
+    ToggleSwitch& desktopNotificationsSwitch() const { return *m_desktopNotifications; }
     QPushButton& resetButton() const { return *m_reset; }
     QPushButton& saveButton() const { return *m_save; }
     QLabel& feedbackSymbol() const { return *m_feedbackSymbol; }
@@ -68,6 +69,7 @@ private:
     LocaleIntegerField* m_logRetentionDays;
     ToggleSwitch* m_autoStart;
     QLabel* m_autoStartStatus;
+    ToggleSwitch* m_desktopNotifications;
     QPushButton* m_reset;
     QPushButton* m_save;
     QLabel* m_feedbackSymbol;

@@ -2,6 +2,7 @@
 
 #include "VelquorApp/AppViewModel/AppViewModel.h"
 #include "VelquorApp/MainWindowView/CapsuleLabel.h"
+#include "VelquorApp/MainWindowView/HealthWarningLine.h"
 #include "VelquorApp/MainWindowView/SeparatorLine.h"
 #include "VelquorApp/MainWindowView/StatusBadge.h"
 #include "VelquorApp/MainWindowView/StatusMetric.h"
@@ -112,6 +113,7 @@ SettingsStatusPanel::SettingsStatusPanel(AppViewModel& viewModel, QWidget* paren
     layout->addLayout(top);
     layout->addWidget(m_divider);
     layout->addLayout(metrics);
+    layout->addWidget(new HealthWarningLine(viewModel, this));
 
     for (const auto signal :
          {&AppViewModel::serviceStatusChanged, &AppViewModel::configChanged,

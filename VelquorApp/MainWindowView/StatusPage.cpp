@@ -2,6 +2,7 @@
 
 #include "VelquorApp/AppViewModel/AppViewModel.h"
 #include "VelquorApp/MainWindowView/DetailGrid.h"
+#include "VelquorApp/MainWindowView/HealthWarningLine.h"
 #include "VelquorApp/MainWindowView/PageHeader.h"
 #include "VelquorApp/MainWindowView/RoundedPanel.h"
 #include "VelquorApp/MainWindowView/StatusHeroPanel.h"
@@ -32,6 +33,7 @@ StatusPage::StatusPage(AppViewModel& viewModel, QWidget* parent)
     layout->setSpacing(18);
     layout->addWidget(m_header);
     layout->addWidget(m_hero);
+    layout->addWidget(new HealthWarningLine(viewModel, this));
     layout->addWidget(m_quickGrid);
     layout->addWidget(m_detailsPanel);
     layout->addStretch(1);

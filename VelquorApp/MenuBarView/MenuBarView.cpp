@@ -1,6 +1,7 @@
 #include "VelquorApp/MenuBarView/MenuBarView.h"
 
 #include "VelquorApp/AppViewModel/AppViewModel.h"
+#include "VelquorApp/MainWindowView/HealthWarningLine.h"
 #include "VelquorApp/MainWindowView/Theme.h"
 #include "VelquorApp/Symbols/SymbolIcon.h"
 
@@ -24,7 +25,9 @@ MenuBarView::MenuBarView(AppViewModel& viewModel, std::function<void()> openMain
     m_status = addLine(*this);
     m_listen = addLine(*this);
     m_process = addLine(*this);
-    addSeparator();
+    m_warning = new QAction(this);
+    m_warning->setEnabled(false);
+    m_statusLinesEnd = addSeparator();
     addCommand(QStringLiteral("打开控制台"), QStringLiteral("macwindow"),
                std::move(openMainWindow));
     addSeparator();
@@ -39,8 +42,9 @@ MenuBarView::MenuBarView(AppViewModel& viewModel, std::function<void()> openMain
     addSeparator();
     addCommand(QStringLiteral("退出 Qarvex"), QStringLiteral("power"), std::move(quitApp));
 
-    for (const auto signal : {&AppViewModel::serviceStatusChanged, &AppViewModel::configChanged,
-                              &AppViewModel::socatRuntimeTextChanged}) {
+    for (const auto signal :
+         {&AppViewModel::serviceStatusChanged, &AppViewModel::configChanged,
+          &AppViewModel::socatRuntimeTextChanged, &AppViewModel::healthWarningTextChanged}) {
         connect(&m_viewModel, signal, this, &MenuBarView::showState);
     }
     showState();
@@ -59,6 +63,13 @@ void MenuBarView::showState() {
     m_listen->setText(QStringLiteral("监听：") + Theme::listenAddressText(m_viewModel.config()));
     m_process->setText(QStringLiteral("转发进程：") +
                        Theme::forwardingProcessText(m_viewModel.socatRuntimeText()));
+    const auto& warning = m_viewModel.healthWarningText();
+    m_warning->setText(HealthWarningLine::lineText(warning));
+    if (warning.isEmpty()) {
+        removeAction(m_warning);
+    } else if (!actions().contains(m_warning)) {
+        insertAction(m_statusLinesEnd, m_warning);
+    }
 }
 
 } // namespace velquor

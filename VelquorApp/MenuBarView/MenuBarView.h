@@ -22,6 +22,8 @@ public:
     QAction& statusLine() const { return *m_status; }
     QAction& listenLine() const { return *m_listen; }
     QAction& processLine() const { return *m_process; }
+    // In the menu, after the status lines, only while the health checks warn.
+    QAction& warningLine() const { return *m_warning; }
 
 private:
     QAction* addCommand(const QString& text, const QString& symbol, std::function<void()> action);
@@ -31,6 +33,8 @@ private:
     QAction* m_status = nullptr;
     QAction* m_listen = nullptr;
     QAction* m_process = nullptr;
+    QAction* m_warning = nullptr;
+    QAction* m_statusLinesEnd = nullptr;
 };
 
 } // namespace velquor

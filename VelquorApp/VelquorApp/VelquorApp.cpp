@@ -2,14 +2,18 @@
 
 #include "VelquorApp/AppIconView/AppRuntimeIcon.h"
 #include "VelquorApp/AppWindowPresenter/AppWindowPresenter.h"
+#include "VelquorApp/MainWindowView/HealthWarningLine.h"
 #include "VelquorApp/MainWindowView/LogsPage.h"
 #include "VelquorApp/MainWindowView/MainWindowView.h"
 #include "VelquorApp/MainWindowView/SettingsPage.h"
 #include "VelquorApp/MainWindowView/StatusPage.h"
 #include "VelquorApp/MainWindowView/Theme.h"
 #include "VelquorApp/MenuBarView/MenuBarView.h"
+#include "VelquorApp/Notifications/FreedesktopNotifier.h"
+#include "VelquorApp/Notifications/ThrottledNotifier.h"
 #include "VelquorApp/Symbols/SymbolIcon.h"
 
+#include <QDBusConnection>
 #include <QSystemTrayIcon>
 
 namespace velquor {
@@ -23,8 +27,8 @@ constexpr int trayIconSize = 22;
 
 VelquorApp::VelquorApp(std::shared_ptr<ServiceController> controller, AppEnvironment environment,
                        QObject* parent)
-    : QObject(parent),
-      m_viewModel(std::make_unique<AppViewModel>(std::move(controller), std::move(environment))) {
+    : QObject(parent), m_viewModel(std::make_unique<AppViewModel>(
+                           std::move(controller), std::move(environment), makeNotifier())) {
     AppRuntimeIcon::install();
     auto& model = *m_viewModel;
     m_window = std::make_unique<MainWindowView>(
@@ -43,12 +47,24 @@ VelquorApp::VelquorApp(std::shared_ptr<ServiceController> controller, AppEnviron
                 }
             });
     connect(&model, &AppViewModel::serviceStatusChanged, this, &VelquorApp::showTrayState);
+    connect(&model, &AppViewModel::healthWarningTextChanged, this, &VelquorApp::showTrayState);
     showTrayState();
     m_tray->show();
     noteMissingTray();
 }
 
 VelquorApp::~VelquorApp() = default;
+
+std::unique_ptr<DesktopNotifying> VelquorApp::makeNotifier() {
+    // The tray icon is made after the view model; the fallback looks for it when it is needed.
+    auto trayMessage = [this](const DesktopNotification& notification) {
+        if (m_tray) {
+            FreedesktopNotifier::trayMessage(m_tray.get())(notification);
+        }
+    };
+    return std::make_unique<ThrottledNotifier>(
+        std::make_unique<FreedesktopNotifier>(QDBusConnection::sessionBus(), trayMessage));
+}
 
 void VelquorApp::showMainWindow() {
     AppWindowPresenter::showMainWindow(m_window.get());
@@ -58,7 +74,11 @@ void VelquorApp::showTrayState() {
     const ServiceStatus status = m_viewModel->serviceStatus();
     m_tray->setIcon(
         SymbolIcon::icon(Theme::trayIconSymbol(status), Theme::statusColor(status), trayIconSize));
-    m_tray->setToolTip(QStringLiteral("Qarvex · ") + Theme::menuWord(status));
+    auto toolTip = QStringLiteral("Qarvex · ") + Theme::menuWord(status);
+    if (const auto& warning = m_viewModel->healthWarningText(); !warning.isEmpty()) {
+        toolTip += QStringLiteral("\n") + HealthWarningLine::lineText(warning);
+    }
+    m_tray->setToolTip(toolTip);
 }
 
 void VelquorApp::noteMissingTray() {

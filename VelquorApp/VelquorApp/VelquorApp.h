@@ -33,6 +33,7 @@ public:
     void showMainWindow();
 
 private:
+    std::unique_ptr<DesktopNotifying> makeNotifier();
     void showTrayState();
     void noteMissingTray();
 

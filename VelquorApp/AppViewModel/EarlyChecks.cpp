@@ -1,0 +1,136 @@
+#include "VelquorApp/AppViewModel/EarlyChecks.h"
+
+#include <QSocketNotifier>
+
+#include <algorithm>
+#include <system_error>
+
+namespace velquor {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+QString qt(const std::string& text) {
+    return QString::fromStdString(text);
+}
+
+} // namespace
+
+EarlyChecks::EarlyChecks(Interval checkInterval, QObject* parent)
+    : QObject(parent), m_checkInterval(std::move(checkInterval)) {
+    m_scheduleTimer.setSingleShot(true);
+    connect(&m_scheduleTimer, &QTimer::timeout, this, &EarlyChecks::runScheduled);
+}
+
+EarlyChecks::~EarlyChecks() {
+    // Each notifier goes before the descriptor it watches.
+    dropExitWatch();
+    m_wakeUpNotifier.reset();
+    m_networkNotifier.reset();
+}
+
+void EarlyChecks::watchSystem() {
+    try {
+        m_wakeUp.emplace();
+        m_wakeUpNotifier =
+            std::make_unique<QSocketNotifier>(m_wakeUp->descriptor(), QSocketNotifier::Read);
+        connect(m_wakeUpNotifier.get(), &QSocketNotifier::activated, this, [this] {
+            const bool woke = m_wakeUp->drain();
+            systemChanged(woke && m_resumeDetector.sleptSinceLastLook().has_value(), false);
+        });
+    } catch (const std::system_error& error) {
+        emit noteWanted(QStringLiteral("Resume from suspend not watched: ") +
+                        QString::fromUtf8(error.what()));
+    }
+    try {
+        m_network.emplace();
+        m_networkNotifier =
+            std::make_unique<QSocketNotifier>(m_network->descriptor(), QSocketNotifier::Read);
+        connect(m_networkNotifier.get(), &QSocketNotifier::activated, this,
+                [this] { systemChanged(false, m_network->drain()); });
+    } catch (const std::system_error& error) {
+        emit noteWanted(QStringLiteral("Network changes not watched: ") +
+                        QString::fromUtf8(error.what()));
+    }
+}
+
+// --- the forwarder's exit ---
+
+void EarlyChecks::follow(const ServiceSnapshot& snapshot) {
+    if (snapshot.socatRuntimeStatus.kind != SocatRuntimeStatus::Kind::trackedSocat ||
+        !snapshot.processIdentifier) {
+        return;
+    }
+    const auto process = *snapshot.processIdentifier;
+    if (process == m_exitedProcess ||
+        (m_exitWatch && m_exitWatch->processIdentifier() == process)) {
+        return;
+    }
+    dropExitWatch();
+    try {
+        m_exitWatch.emplace(process);
+    } catch (const std::system_error&) {
+        return; // gone already: the next check finds out
+    }
+    m_backoff.started(Clock::now());
+    m_exitNotifier =
+        std::make_unique<QSocketNotifier>(m_exitWatch->descriptor(), QSocketNotifier::Read);
+    connect(m_exitNotifier.get(), &QSocketNotifier::activated, this, &EarlyChecks::forwarderExited);
+}
+
+void EarlyChecks::dropExitWatch() {
+    m_exitNotifier.reset();
+    m_exitWatch.reset();
+}
+
+void EarlyChecks::forwarderExited() {
+    m_exitedProcess = m_exitWatch->processIdentifier();
+    // Deleted later: this runs inside the notifier's own signal.
+    m_exitNotifier->setEnabled(false);
+    m_exitNotifier.release()->deleteLater();
+    m_exitWatch.reset();
+    const auto decision = m_backoff.exited(Clock::now(), m_checkInterval());
+    if (decision.logLine) {
+        emit noteWanted(qt(*decision.logLine));
+    }
+    emit checkWanted(decision.delay);
+}
+
+// --- resume and network changes ---
+
+void EarlyChecks::systemChanged(bool resumed, bool networkChanged) {
+    const auto now = Clock::now();
+    if (resumed) {
+        m_schedule.resumed(now);
+    }
+    if (networkChanged) {
+        m_schedule.networkChanged(now);
+    }
+    armSchedule();
+}
+
+void EarlyChecks::armSchedule() {
+    const auto due = m_schedule.dueAt();
+    if (!due) {
+        m_scheduleTimer.stop();
+        return;
+    }
+    const auto wait = std::chrono::duration_cast<std::chrono::milliseconds>(*due - Clock::now());
+    m_scheduleTimer.start(std::max(wait, std::chrono::milliseconds(0)));
+}
+
+void EarlyChecks::runScheduled() {
+    if (const auto line = m_schedule.takeDue(Clock::now())) {
+        emit noteWanted(qt(*line));
+        emit checkWanted(std::chrono::milliseconds(0));
+    }
+    armSchedule();
+}
+
+void EarlyChecks::checkFinished(const ServiceSnapshot& snapshot) {
+    m_schedule.checkFinished(!snapshot.lastError.has_value(), Clock::now());
+    armSchedule();
+}
+
+} // namespace velquor

@@ -1,0 +1,75 @@
+#pragma once
+
+#include "core/process/ProcessExitWatch.h"
+#include "core/process/RestartBackoff.h"
+#include "core/service/EarlyCheckSchedule.h"
+#include "core/service/ServiceSnapshot.h"
+#include "core/system/NetworkChangeMonitor.h"
+#include "core/system/ResumeDetector.h"
+#include "core/system/WakeUpWatch.h"
+
+#include <QObject>
+#include <QString>
+#include <QTimer>
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+
+class QSocketNotifier;
+
+namespace velquor {
+
+// Asks for a health check before the interval runs out: at once (after a back-off) when the
+// forwarder we started exits without being asked to, and once the network has settled after a
+// resume from suspend or a change of routes or addresses. Every event arrives through the event
+// loop; no thread waits for the child, whose reaping stays with the controller.
+class EarlyChecks : public QObject {
+    Q_OBJECT
+
+public:
+    using Interval = std::function<std::chrono::seconds()>;
+
+    explicit EarlyChecks(Interval checkInterval, QObject* parent = nullptr);
+    ~EarlyChecks() override;
+
+    // Opens the resume and network watches; a line for the log tells when one is unavailable.
+    void watchSystem();
+
+    // Watches the forwarder the snapshot reports as ours, unless it is the one already watched
+    // or one whose exit was already reported.
+    void follow(const ServiceSnapshot& snapshot);
+    // Before a command of ours that may end the forwarder: its exit is then no surprise.
+    void dropExitWatch();
+    // A user's start or stop: earlier exits no longer count towards the back-off.
+    void resetBackoff() { m_backoff.reset(); }
+    // After each health check: an early one that could not reach discovery is tried once more.
+    void checkFinished(const ServiceSnapshot& snapshot);
+
+signals:
+    void checkWanted(std::chrono::milliseconds delay);
+    void noteWanted(const QString& line);
+
+private:
+    void forwarderExited();
+    void systemChanged(bool resumed, bool networkChanged);
+    void armSchedule();
+    void runScheduled();
+
+    Interval m_checkInterval;
+    RestartBackoff m_backoff;
+    std::optional<ProcessExitWatch> m_exitWatch;
+    std::unique_ptr<QSocketNotifier> m_exitNotifier;
+    std::optional<std::int32_t> m_exitedProcess;
+
+    EarlyCheckSchedule m_schedule;
+    QTimer m_scheduleTimer;
+    ResumeDetector m_resumeDetector;
+    std::optional<WakeUpWatch> m_wakeUp;
+    std::optional<NetworkChangeMonitor> m_network;
+    std::unique_ptr<QSocketNotifier> m_wakeUpNotifier;
+    std::unique_ptr<QSocketNotifier> m_networkNotifier;
+};
+
+} // namespace velquor
