@@ -60,6 +60,7 @@ void EarlyChecks::watchSystem() {
 void EarlyChecks::follow(const ServiceSnapshot& snapshot) {
     if (snapshot.socatRuntimeStatus.kind != SocatRuntimeStatus::Kind::trackedSocat ||
         !snapshot.processIdentifier) {
+        m_exitedProcess.reset(); // the controller has seen it gone
         return;
     }
     const auto process = *snapshot.processIdentifier;
@@ -67,6 +68,7 @@ void EarlyChecks::follow(const ServiceSnapshot& snapshot) {
         (m_exitWatch && m_exitWatch->processIdentifier() == process)) {
         return;
     }
+    m_exitedProcess.reset();
     dropExitWatch();
     try {
         m_exitWatch.emplace(process);

@@ -1,5 +1,7 @@
 #include "VelquorApp/AppViewModel/HealthNotices.h"
 
+#include "tests/app/RecordingNotifier.h"
+
 #include <gtest/gtest.h>
 
 #include <vector>
@@ -10,16 +12,7 @@ namespace {
 using Kind = DesktopNotification::Kind;
 using Cause = HealthNotices::Cause;
 
-class RecordingNotifier : public DesktopNotifying {
-public:
-    explicit RecordingNotifier(std::vector<DesktopNotification>& shown) : m_shown(shown) {}
-    void notify(const DesktopNotification& notification) override {
-        m_shown.push_back(notification);
-    }
-
-private:
-    std::vector<DesktopNotification>& m_shown;
-};
+using test::RecordingNotifier;
 
 TargetEndpoint target(const char* host) {
     return TargetEndpoint(host, 3260);

@@ -6,6 +6,7 @@
 #include "VelquorApp/MenuBarView/MenuBarView.h"
 #include "VelquorApp/VelquorApp/VelquorApp.h"
 #include "tests/app/AppHarness.h"
+#include "tests/app/RecordingNotifier.h"
 #include "tests/app/Screenshots.h"
 
 #include <QProcess>
@@ -15,6 +16,7 @@
 
 #include <atomic>
 #include <mutex>
+#include <utility>
 
 namespace velquor {
 namespace {
@@ -34,10 +36,15 @@ public:
     }
     using ServiceController::ServiceController;
 
+    // The warning comes with the change that raised it.
     void report(std::optional<HealthWarning> warning, std::optional<std::int32_t> process) {
         const std::lock_guard lock(m_mutex);
         m_warning = std::move(warning);
         m_process = process;
+        if (m_warning) {
+            m_change = HealthTrend::Change{HealthTrend::Change::Kind::warning,
+                                           "WARNING: ", m_warning->failures};
+        }
     }
     int healthChecks() const { return m_healthChecks; }
 
@@ -54,9 +61,10 @@ public:
     ServiceSnapshot checkNow() override { return edited(ServiceController::checkNow()); }
 
 private:
-    ServiceSnapshot edited(ServiceSnapshot snapshot) const {
+    ServiceSnapshot edited(ServiceSnapshot snapshot) {
         const std::lock_guard lock(m_mutex);
         snapshot.healthWarning = m_warning;
+        snapshot.healthChange = std::exchange(m_change, std::nullopt);
         if (m_process) {
             snapshot.processIdentifier = m_process;
             snapshot.socatRuntimeStatus = SocatRuntimeStatus::trackedSocat(*m_process);
@@ -67,6 +75,7 @@ private:
     mutable std::mutex m_mutex;
     std::optional<HealthWarning> m_warning;
     std::optional<std::int32_t> m_process;
+    std::optional<HealthTrend::Change> m_change;
     std::atomic<int> m_healthChecks{0};
 };
 
@@ -140,6 +149,31 @@ TEST_F(HealthWarningViewTest, AWarningIsOnBothPagesInTheTrayAndGoesWithIt) {
     EXPECT_FALSE(panelLine->isVisible());
     EXPECT_EQ(m_app->trayIcon().toolTip(), QStringLiteral("Qarvex · 已停止"));
     EXPECT_FALSE(m_app->menu().actions().contains(&m_app->menu().warningLine()));
+}
+
+TEST_F(HealthWarningViewTest, TheWarningIsNotifiedUntilTheSwitchIsSavedOff) {
+    std::vector<DesktopNotification> shown;
+    AppViewModel model(m_controller, m_harness.environment(),
+                       std::make_unique<test::RecordingNotifier>(shown));
+    QSignalSpy loaded(&model, &AppViewModel::loaded);
+    ASSERT_TRUE(loaded.wait(30000));
+    const auto raise = [&] {
+        m_controller->report(targetRefusing(), std::nullopt);
+        model.checkNow();
+        return waitFor([&] { return !model.healthWarningText().isEmpty(); });
+    };
+    ASSERT_TRUE(raise());
+    ASSERT_EQ(shown.size(), 1u);
+    EXPECT_EQ(shown[0], DesktopNotification::warning(targetRefusing()));
+
+    model.setDesktopNotifications(false);
+    model.saveSettings();
+    ASSERT_TRUE(waitFor([&] { return !m_harness.storedConfig().desktopNotifications; }));
+    m_controller->report(std::nullopt, std::nullopt);
+    model.checkNow();
+    ASSERT_TRUE(waitFor([&] { return model.healthWarningText().isEmpty(); }));
+    ASSERT_TRUE(raise());
+    EXPECT_EQ(shown.size(), 1u);
 }
 
 // The interval is the default minute: only the exit can bring the check this early.
