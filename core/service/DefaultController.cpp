@@ -77,7 +77,8 @@ DefaultController::makeDefaultController(const FileLocations& locations,
         std::make_unique<ProcForwarderOwnershipChecker>());
     return std::make_unique<ServiceController>(
         ConfigStore(locations.configFile), LogManager(locations.logFile),
-        std::make_unique<TargetResolver>(std::move(httpSession)), std::move(socatManager));
+        std::make_unique<TargetResolver>(std::move(httpSession)), std::move(socatManager),
+        std::make_unique<NetworkPortChecker>());
 }
 
 } // namespace velquor

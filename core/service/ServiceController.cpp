@@ -27,9 +27,11 @@ bool isNoTrackedProcess(const SocatManagerError& error) {
 
 ServiceController::ServiceController(ConfigStore configStore, LogManager logManager,
                                      std::unique_ptr<DynamicTargetResolving> targetResolver,
-                                     std::unique_ptr<SocatManager> socatManager)
+                                     std::unique_ptr<SocatManager> socatManager,
+                                     std::unique_ptr<PortChecking> targetChecker)
     : m_configStore(std::move(configStore)), m_logManager(std::move(logManager)),
-      m_targetResolver(std::move(targetResolver)), m_socatManager(std::move(socatManager)) {}
+      m_targetResolver(std::move(targetResolver)), m_socatManager(std::move(socatManager)),
+      m_targetChecker(std::move(targetChecker)) {}
 
 // --- snapshots and the status rule ---
 
@@ -40,9 +42,9 @@ ServiceSnapshot ServiceController::snapshot() {
         log("ERROR: Failed to terminate socat: " + *failure);
     }
     const auto runtimeStatus = probe();
-    return {m_status,      m_config,     m_currentTarget,
-            m_lastCheckAt, m_lastError,  runtimeStatus.processIdentifier(),
-            runtimeStatus, std::nullopt, std::nullopt};
+    return {m_status,      m_config,          m_currentTarget,
+            m_lastCheckAt, m_lastError,       runtimeStatus.processIdentifier(),
+            runtimeStatus, m_trend.warning(), std::nullopt};
 }
 
 void ServiceController::updateRuntimeStatus(const SocatRuntimeStatus& runtimeStatus) {
@@ -109,6 +111,7 @@ bool ServiceController::adoptStoredConfig(const std::string& loadedLine) {
     }
     m_config = std::move(loaded->config);
     m_config.recordListenPorts({m_config.listenPort}); // the store only returns valid ports
+    m_trend.setThreshold(m_config.failureThreshold);
     m_currentTarget = m_config.target;
     m_lastError.reset();
     log(loadedLine);
@@ -136,7 +139,7 @@ ServiceSnapshot ServiceController::load(bool startIfConfigured) {
     updateRuntimeStatus(probe());
     if (startIfConfigured && m_config.autoStart && !probe().isRunning()) {
         log("Auto start enabled: starting forwarding service");
-        return start();
+        return startForwarding();
     }
     return snapshot();
 }
@@ -158,6 +161,7 @@ ServiceSnapshot ServiceController::saveConfig(const ForwarderConfig& config) {
         return snapshot();
     }
     m_config = updated;
+    m_trend.setThreshold(m_config.failureThreshold);
     m_currentTarget = m_config.target;
     m_lastError.reset();
     log("Configuration saved");
@@ -190,10 +194,15 @@ ServiceSnapshot ServiceController::restartAfterConfigChange(const ForwarderConfi
         fail(error.what(), "ERROR: Failed to stop old socat during configuration change: ");
         return snapshot();
     }
-    return start();
+    return startForwarding();
 }
 
 ServiceSnapshot ServiceController::start() {
+    m_trend.reset();
+    return startForwarding();
+}
+
+ServiceSnapshot ServiceController::startForwarding() {
     if (auto restarted = reloadIfChangedOnDisk()) {
         return *restarted;
     }
@@ -230,6 +239,11 @@ ServiceSnapshot ServiceController::start() {
 }
 
 ServiceSnapshot ServiceController::stop() {
+    m_trend.reset();
+    return stopForwarding();
+}
+
+ServiceSnapshot ServiceController::stopForwarding() {
     m_status = ServiceStatus::stopping;
     try {
         const auto ids = m_socatManager->stopProcesses(m_config.listenHost, m_config.listenPort);
@@ -251,8 +265,9 @@ ServiceSnapshot ServiceController::stop() {
 }
 
 ServiceSnapshot ServiceController::restart() {
-    stop();
-    return start();
+    m_trend.reset();
+    stopForwarding();
+    return startForwarding();
 }
 
 ServiceSnapshot ServiceController::refreshRuntimeStatus() {
@@ -334,6 +349,7 @@ TargetEndpoint ServiceController::resolveTargetWithFallbackLog(const std::string
         log("WARNING: " + context + " dynamic target lookup failed from " +
             m_config.discoveryURL.text + ": " + error.what() + "; using cached target " +
             m_config.target->text());
+        m_cachedTargetUsed = m_config.target;
         return *m_config.target;
     }
 }
@@ -389,11 +405,37 @@ bool ServiceController::hasMoved(const std::optional<TargetEndpoint>& oldTarget,
 ServiceSnapshot ServiceController::followMovedTarget(const TargetEndpoint& oldTarget,
                                                      const TargetEndpoint& newTarget) {
     logTargetChange(oldTarget, newTarget);
-    stop();
-    return start();
+    stopForwarding();
+    return startForwarding();
 }
 
 ServiceSnapshot ServiceController::healthCheck() {
+    m_cachedTargetUsed.reset();
+    auto checked = runHealthCheck();
+    const auto findings = healthFindings(checked);
+    checked.healthChange = m_trend.record(findings, Clock::now());
+    if (checked.healthChange) {
+        log(checked.healthChange->logLine);
+    }
+    checked.healthWarning = m_trend.warning();
+    return checked;
+}
+
+HealthFindings ServiceController::healthFindings(const ServiceSnapshot& checked) {
+    HealthFindings findings;
+    findings.cachedTargetUsed = m_cachedTargetUsed;
+    const auto& target = checked.currentTarget;
+    if (m_targetChecker && target && checked.socatRuntimeStatus.isRunning() &&
+        !m_targetChecker->isListening(target->host(), target->port())) {
+        findings.targetRefusing = target;
+    }
+    if (checked.status == ServiceStatus::failed) {
+        findings.failedWith = checked.lastError.value_or("");
+    }
+    return findings;
+}
+
+ServiceSnapshot ServiceController::runHealthCheck() {
     m_lastCheckAt = Clock::now();
     if (auto restarted = reloadIfChangedOnDisk()) {
         return *restarted;
@@ -414,7 +456,7 @@ ServiceSnapshot ServiceController::healthCheck() {
     }
     if (m_status == ServiceStatus::stopped) {
         log("Health check restarting missing listener");
-        return start();
+        return startForwarding();
     }
     log("Health check passed");
     return snapshot();

@@ -2,6 +2,7 @@
 
 #include "core/config/ConfigStore.h"
 #include "core/discovery/DynamicTargetResolving.h"
+#include "core/forwarding/PortChecking.h"
 #include "core/forwarding/SocatManager.h"
 #include "core/logging/LogManager.h"
 #include "core/service/ServiceSnapshot.h"
@@ -20,7 +21,10 @@ class ServiceController {
 public:
     ServiceController(ConfigStore configStore, LogManager logManager,
                       std::unique_ptr<DynamicTargetResolving> targetResolver,
-                      std::unique_ptr<SocatManager> socatManager);
+                      std::unique_ptr<SocatManager> socatManager,
+                      // Connects to the target at each health check while forwarding; without
+                      // it the target itself is never probed.
+                      std::unique_ptr<PortChecking> targetChecker = nullptr);
     virtual ~ServiceController() = default;
     ServiceController(const ServiceController&) = delete;
     ServiceController& operator=(const ServiceController&) = delete;
@@ -85,11 +89,18 @@ private:
     void logTargetChange(const std::optional<TargetEndpoint>& oldTarget,
                          const TargetEndpoint& newTarget);
     std::string checkResultLogLine();
+    // The user's start and stop begin a new run of health checks; the health check's own
+    // restart of a missing listener or a moved target continues the run it belongs to.
+    ServiceSnapshot startForwarding();
+    ServiceSnapshot stopForwarding();
+    ServiceSnapshot runHealthCheck();
+    HealthFindings healthFindings(const ServiceSnapshot& checked);
 
     ConfigStore m_configStore;
     LogManager m_logManager;
     std::unique_ptr<DynamicTargetResolving> m_targetResolver;
     std::unique_ptr<SocatManager> m_socatManager;
+    std::unique_ptr<PortChecking> m_targetChecker;
 
     ForwarderConfig m_config = ForwarderConfig::defaults();
     ServiceStatus m_status = ServiceStatus::stopped;
@@ -98,6 +109,9 @@ private:
     std::optional<std::string> m_lastError;
     bool m_isStartInProgress = false;
     std::optional<std::string> m_logWriteError;
+    HealthTrend m_trend{ForwarderConfig::defaults().failureThreshold};
+    // Set when a lookup fell back to the cached target, for the health check that asked.
+    std::optional<TargetEndpoint> m_cachedTargetUsed;
 };
 
 } // namespace velquor
