@@ -1,6 +1,7 @@
 #include "core/forwarding/SocatManager.h"
 
 #include "core/forwarding/SocatCommand.h"
+#include "core/process/ChildReaper.h"
 
 #include <algorithm>
 #include <set>
@@ -32,6 +33,8 @@ bool SocatManager::hasRunningTrackedProcess() const {
 }
 
 SocatRuntimeStatus SocatManager::runtimeStatus(const std::string& host, std::int64_t port) {
+    // Every controller operation ends with this look, so a released child is reaped within one.
+    ChildReaper::reapAdopted();
     if (hasRunningTrackedProcess()) {
         return SocatRuntimeStatus::trackedSocat(m_trackedProcess->processIdentifier());
     }
@@ -52,6 +55,7 @@ SocatRuntimeStatus SocatManager::runtimeStatus(const std::string& host, std::int
 std::int32_t SocatManager::start(const ForwarderConfig& config, const TargetEndpoint& target) {
     const auto& host = config.listenHost;
     const auto port = config.listenPort;
+    ChildReaper::reapAdopted();
     if (hasRunningTrackedProcess()) {
         throw SocatManagerError::processAlreadyRunning();
     }

@@ -412,8 +412,8 @@ ServiceSnapshot ServiceController::followMovedTarget(const TargetEndpoint& oldTa
 ServiceSnapshot ServiceController::healthCheck() {
     m_cachedTargetUsed.reset();
     auto checked = runHealthCheck();
-    const auto findings = healthFindings(checked);
-    checked.healthChange = m_trend.record(findings, Clock::now());
+    m_lastHealthFindings = healthFindings(checked);
+    checked.healthChange = m_trend.record(m_lastHealthFindings, Clock::now());
     if (checked.healthChange) {
         log(checked.healthChange->logLine);
     }

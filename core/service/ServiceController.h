@@ -51,6 +51,8 @@ public:
     // Why the last log line could not be written; nothing while lines are written. The log's
     // failures never change the service, but a program may want to tell its user.
     const std::optional<std::string>& logWriteError() const noexcept { return m_logWriteError; }
+    // What the latest health check found; an early check asks whether discovery answered.
+    const HealthFindings& lastHealthFindings() const noexcept { return m_lastHealthFindings; }
 
     // Only a change of where we listen or where the target comes from needs a new forwarder.
     static bool requiresSocatRestart(const ForwarderConfig& oldConfig,
@@ -112,6 +114,7 @@ private:
     HealthTrend m_trend{ForwarderConfig::defaults().failureThreshold};
     // Set when a lookup fell back to the cached target, for the health check that asked.
     std::optional<TargetEndpoint> m_cachedTargetUsed;
+    HealthFindings m_lastHealthFindings;
 };
 
 } // namespace velquor

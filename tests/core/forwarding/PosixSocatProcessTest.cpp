@@ -121,8 +121,11 @@ TEST_F(LaunchedSocatTest, ReleasedChildKeepsRunningAndIsReapedWhenItExits) {
     EXPECT_TRUE(NetworkPortChecker().isListening("127.0.0.1", m_port));
     EXPECT_NE(test::processState(pid).value_or('Z'), 'Z');
     ASSERT_EQ(::kill(pid, SIGTERM), 0);
-    EXPECT_TRUE(test::waitUntil([&] { return !test::processState(pid); }))
-        << "state " << test::processState(pid).value_or('-');
+    EXPECT_TRUE(test::waitUntil([&] {
+        ChildReaper::reapAdopted();
+        return !test::processState(pid);
+    })) << "state "
+        << test::processState(pid).value_or('-');
 }
 
 TEST(PosixSocatProcessLauncher, FailsNamingAProgramThatCannotBeLaunched) {
