@@ -32,6 +32,8 @@ private:
     void measureTargetMove();
     void measureThroughput();
     void measureIdleDaemon();
+    void measureHealAtOnce();
+    void measureNetworkChange();
     template <typename Measurement>
     void attempt(const std::string& item, const std::string& figure, Measurement&& measurement);
     void waitForBanner(const std::string& banner, std::chrono::milliseconds deadline) const;
