@@ -26,6 +26,7 @@
 #include <iostream>
 #include <sstream>
 #include <stdexcept>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace velquor::bench {
@@ -435,40 +436,55 @@ void BenchRun::measureIdleDaemon() {
                     " s; MB are 10^6 bytes. The targets are for 60 idle seconds.");
 }
 
-// A fresh qarvexd per run: kills in a row would be a forwarder that keeps dying, which backs
+// A fresh program per run: kills in a row would be a forwarder that keeps dying, which backs
 // off on purpose.
 void BenchRun::measureHealAtOnce() {
     m_controller->stopAndSettle();
     m_discovery->pointAt(m_target->port());
-    Samples untilServing;
-    for (int run = 0; run < m_options.runs; ++run) {
-        const auto home = m_folder / ("heal-" + std::to_string(run));
-        fs::create_directories(home);
-        const auto port = Loopback::freePort();
-        const QarvexdProcess daemon(home, port, m_discovery->url(), longCheckIntervalSeconds);
-        daemon.waitUntilForwarding(15s);
-        const auto startsBefore = occurrences(daemon.logFile(), "socat started [PID=");
-        const auto started = Clock::now();
-        ::kill(lastStartedPid(daemon.logFile()), SIGKILL);
-        NetworkPortChecker checker;
-        while (occurrences(daemon.logFile(), "socat started [PID=") == startsBefore ||
-               !checker.isListening("127.0.0.1", port)) {
-            if (Clock::now() - started > 30s) {
-                throw std::runtime_error("qarvexd did not heal: " + contentOf(daemon.logFile()));
+    for (const fs::path program : {QARVEXD_PATH, QARVEX_PATH}) {
+        const auto name = program.filename().string();
+        Samples untilServing;
+        for (int run = 0; run < m_options.runs; ++run) {
+            const auto home = m_folder / (name + "-heal-" + std::to_string(run));
+            fs::create_directories(home);
+            ::chmod(home.c_str(), 0700);
+            const auto port = Loopback::freePort();
+            const QarvexdProcess forwarder(home, port, m_discovery->url(), longCheckIntervalSeconds,
+                                           program);
+            forwarder.waitUntilForwarding(30s);
+            // The port accepts a moment before the start is logged.
+            while (occurrences(forwarder.logFile(), "socat started [PID=") == 0) {
+                Interruption::sleepFor(1ms);
             }
-            Interruption::sleepFor(250us);
+            const auto startsBefore = occurrences(forwarder.logFile(), "socat started [PID=");
+            const auto started = Clock::now();
+            ::kill(lastStartedPid(forwarder.logFile()), SIGKILL);
+            NetworkPortChecker checker;
+            while (occurrences(forwarder.logFile(), "socat started [PID=") == startsBefore ||
+                   !checker.isListening("127.0.0.1", port)) {
+                if (Clock::now() - started > 75s) {
+                    throw std::runtime_error(name +
+                                             " did not heal: " + contentOf(forwarder.logFile()));
+                }
+                Interruption::sleepFor(250us);
+            }
+            untilServing.add(millisecondsBetween(started, Clock::now()));
+            // Healed only by the interval: one run tells as much as fifteen.
+            if (untilServing.maximum() > 5000) {
+                break;
+            }
         }
-        untilServing.add(millisecondsBetween(started, Clock::now()));
+        m_table.addMedian("(f)",
+                          name + ": socat killed with SIGKILL until the port serves again "
+                                 "(checkIntervalSeconds 60)",
+                          untilServing, "ms", 1,
+                          "< " + BenchTable::number(healTargetMilliseconds, 0) + " ms",
+                          untilServing.median() < healTargetMilliseconds);
     }
-    m_table.addMedian("(f)",
-                      "qarvexd: socat killed with SIGKILL until the port serves again "
-                      "(checkIntervalSeconds 60)",
-                      untilServing, "ms", 1,
-                      "< " + BenchTable::number(healTargetMilliseconds, 0) + " ms",
-                      untilServing.median() < healTargetMilliseconds);
-    m_table.addNote("(f) a fresh qarvexd per run, so that no run meets the back-off of a "
-                    "forwarder that keeps dying; serving again = a new start logged and the "
-                    "port accepting.");
+    m_table.addNote("(f) a fresh qarvexd or qarvex (offscreen) per run, so that no run meets the "
+                    "back-off of a forwarder that keeps dying; serving again = a new start logged "
+                    "and the port accepting. A program that heals only at its interval is "
+                    "measured once.");
 }
 
 // A loopback address added or removed is a network change to qarvexd's netlink watch; the

@@ -22,9 +22,10 @@ using namespace std::chrono_literals;
 } // namespace
 
 QarvexdProcess::QarvexdProcess(const fs::path& home, std::int64_t listenPort,
-                               const std::string& discoveryUrl, std::int64_t checkIntervalSeconds)
+                               const std::string& discoveryUrl, std::int64_t checkIntervalSeconds,
+                               const fs::path& program)
     : m_listenPort(listenPort), m_logFile(home / ".local" / "state" / "Velquor" / "service.log"),
-      m_outputFile(home / "qarvexd.out") {
+      m_outputFile(home / (program.filename().string() + ".out")) {
     ConfigFile::write(home / ".config" / "Velquor" / "config.json", listenPort, discoveryUrl,
                       checkIntervalSeconds, true);
     // env execs qarvexd in the same process, so the pid is qarvexd's, and the bench's own
@@ -32,7 +33,9 @@ QarvexdProcess::QarvexdProcess(const fs::path& home, std::int64_t listenPort,
     m_process = std::make_unique<harness::ChildProcess>(
         harness::SystemTool::find("env"),
         std::vector<std::string>{"-u", "XDG_CONFIG_HOME", "-u", "XDG_STATE_HOME",
-                                 "HOME=" + home.string(), QARVEXD_PATH},
+                                 "HOME=" + home.string(), "TMPDIR=" + home.string(),
+                                 "XDG_RUNTIME_DIR=" + home.string(), "QT_QPA_PLATFORM=offscreen",
+                                 program.string()},
         m_outputFile);
 }
 

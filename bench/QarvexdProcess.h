@@ -15,8 +15,10 @@ namespace velquor::bench {
 class QarvexdProcess {
 public:
     // Writes its config.json (autoStart on), then starts it.
+    // The desktop application (QARVEX_PATH) runs the same way, drawing on no display.
     QarvexdProcess(const std::filesystem::path& home, std::int64_t listenPort,
-                   const std::string& discoveryUrl, std::int64_t checkIntervalSeconds);
+                   const std::string& discoveryUrl, std::int64_t checkIntervalSeconds,
+                   const std::filesystem::path& program = QARVEXD_PATH);
     ~QarvexdProcess();
     QarvexdProcess(const QarvexdProcess&) = delete;
     QarvexdProcess& operator=(const QarvexdProcess&) = delete;

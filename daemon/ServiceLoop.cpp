@@ -74,7 +74,11 @@ public:
                              ? snapshot.processIdentifier
                              : std::nullopt;
         if (!pid) {
-            m_watch.reset();
+            // One that ended after the snapshot before was taken and was reaped since still
+            // counts: the next wait sees it at once.
+            if (m_watch && !exitedUnseen()) {
+                m_watch.reset();
+            }
             return;
         }
         if (m_watch && m_watch->processIdentifier() == *pid) {
@@ -89,6 +93,14 @@ public:
     }
 
     int descriptor() const { return descriptorOf(m_watch); }
+
+    bool exitedUnseen() const {
+        try {
+            return m_watch->hasExited();
+        } catch (const std::exception&) {
+            return false;
+        }
+    }
 
     // When to run the health check after the exit, and the lines that say why.
     SteadyClock::time_point exited(ServiceController& controller, SteadyClock::time_point now,
@@ -132,7 +144,10 @@ bool stopSignalPending() {
 
 void serveUntilStopSignal(ServiceController& controller, SignalDescriptor& signals) {
     LogTroubleReport logTrouble;
+    ForwarderWatch forwarder;
     auto snapshot = controller.load(true);
+    // Watched before anything probes it again: a forwarder that dies this early is still seen.
+    forwarder.follow(snapshot, SteadyClock::now());
     controller.pruneLogs();
     // A stop that came during the start is taken at once, without another probe first.
     if (!stopSignalPending()) {
@@ -143,7 +158,6 @@ void serveUntilStopSignal(ServiceController& controller, SignalDescriptor& signa
     const auto wakeUps = optionalSource<WakeUpWatch>(controller, "Resume from suspend");
     ResumeDetector resume;
     EarlyCheckSchedule early;
-    ForwarderWatch forwarder;
     forwarder.follow(snapshot, SteadyClock::now());
     auto nextCheck = SteadyClock::now() + checkInterval(snapshot);
     auto nextPrune = SteadyClock::now() + pruneInterval;
