@@ -2,7 +2,7 @@
 
 #include "core/Error.h"
 #include "core/config/TargetEndpoint.h"
-#include "core/discovery/Url.h"
+#include "core/net/Url.h"
 
 #include <nlohmann/json_fwd.hpp>
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "core/discovery/HttpResponse.h"
-#include "core/discovery/Url.h"
+#include "core/net/Url.h"
 
 #include <chrono>
 

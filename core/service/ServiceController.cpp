@@ -1,6 +1,6 @@
 #include "core/service/ServiceController.h"
 
-#include "core/discovery/Url.h"
+#include "core/net/Url.h"
 
 #include <utility>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/discovery/Url.h"
+#include "core/net/Url.h"
 #include "core/files/FileDescriptor.h"
 
 #include <atomic>

@@ -1,4 +1,4 @@
-#include "core/discovery/Url.h"
+#include "core/net/Url.h"
 
 #include <curl/curl.h>
 
