@@ -26,6 +26,9 @@ namespace {
 using test::DiscoveryServer;
 using namespace std::chrono_literals;
 
+// For requests that should succeed or fail on their own: a loaded machine must not time them out.
+constexpr auto patient = 60s;
+
 std::error_code curlError(CURLcode code) {
     return {code, CurlErrorCategory::instance()};
 }
@@ -50,7 +53,7 @@ TEST(HttpResponse, FindsTheFirstFieldOfANameInAnyCase) {
 TEST(CurlHttpSession, ReturnsTheStatusAndFieldsOfARedirectWithoutFollowingIt) {
     DiscoveryServer server;
     server.setReply(DiscoveryServer::redirectTo("127.0.0.1", server.port()));
-    const auto response = CurlHttpSession().get(server.url(), 5s);
+    const auto response = CurlHttpSession().get(server.url(), patient);
     EXPECT_EQ(response.status, 302);
     EXPECT_EQ(response.header("location"),
               "http://127.0.0.1:" + std::to_string(server.port()) + "/");
@@ -61,7 +64,7 @@ TEST(CurlHttpSession, KeepsOnlyTheFieldsOfTheFinalResponse) {
     auto reply = DiscoveryServer::withLocation("http://final:2/", 301);
     reply.interimLocation = "http://interim:1/";
     DiscoveryServer server(reply);
-    const auto response = CurlHttpSession().get(server.url(), 5s);
+    const auto response = CurlHttpSession().get(server.url(), patient);
     EXPECT_EQ(response.status, 301);
     EXPECT_EQ(response.header("Location"), "http://final:2/");
 }
@@ -71,12 +74,13 @@ TEST(CurlHttpSession, ReturnsOnceTheHeadIsInWithoutWaitingForTheBody) {
     reply.behaviour = DiscoveryServer::Behaviour::headThenStall;
     reply.bodyBytes = 1000;
     DiscoveryServer server(reply);
-    EXPECT_EQ(CurlHttpSession().get(server.url(), 5s).header("Location"), "http://10.0.0.5:3260/");
+    EXPECT_EQ(CurlHttpSession().get(server.url(), patient).header("Location"),
+              "http://10.0.0.5:3260/");
 }
 
 TEST(CurlHttpSession, RefusedConnectionFailsAtOnceNamingTheRequest) {
     const auto url = Url::parse("http://127.0.0.1:" + std::to_string(test::freeTcpPort()) + "/x");
-    const auto error = transportFailure([&] { CurlHttpSession().get(*url, 5s); });
+    const auto error = transportFailure([&] { CurlHttpSession().get(*url, patient); });
     EXPECT_EQ(error.code(), curlError(CURLE_COULDNT_CONNECT));
     EXPECT_EQ(std::string(error.what()),
               "GET " + url->text + ": " + curl_easy_strerror(CURLE_COULDNT_CONNECT));
@@ -87,7 +91,8 @@ TEST(CurlHttpSession, StalledServerFailsWhenTheTimeoutRunsOut) {
     const auto started = std::chrono::steady_clock::now();
     const auto error = transportFailure([&] { CurlHttpSession().get(server.url(), 1s); });
     EXPECT_EQ(error.code(), curlError(CURLE_OPERATION_TIMEDOUT));
-    EXPECT_LT(std::chrono::steady_clock::now() - started, 5s);
+    // Only that it ends long before a hang would: a loaded machine may be slow to wake it.
+    EXPECT_LT(std::chrono::steady_clock::now() - started, 30s);
 }
 
 // A server that never answers must not keep a stopping program waiting for the timeout: the
@@ -113,7 +118,7 @@ TEST(CurlHttpSession, OversizedResponseHeadFailsCleanly) {
     auto reply = DiscoveryServer::redirectTo("127.0.0.1", 3260);
     reply.fillerHeaderBytes = 4 * CurlHttpSession::headerLimit;
     DiscoveryServer server(reply);
-    const auto error = transportFailure([&] { CurlHttpSession().get(server.url(), 5s); });
+    const auto error = transportFailure([&] { CurlHttpSession().get(server.url(), patient); });
     EXPECT_EQ(error.code(), curlError(CURLE_WEIRD_SERVER_REPLY));
     EXPECT_THAT(error.what(), ::testing::HasSubstr("response head exceeds 65536 bytes"));
 }
@@ -206,7 +211,7 @@ protected:
 
 TEST_F(ProxiedSessionTest, HttpDiscoveryGoesThroughTheProxyFromTheEnvironment) {
     DiscoveryServer server(DiscoveryServer::redirectTo("10.0.0.5", 3260));
-    const auto response = CurlHttpSession().get(server.url(), 5s);
+    const auto response = CurlHttpSession().get(server.url(), patient);
     EXPECT_EQ(response.status, 302);
     EXPECT_EQ(response.header("Location"), "http://10.0.0.5:3260/");
     EXPECT_TRUE(proxyLogged("Request (file descriptor")) << "not sent through the proxy";
@@ -216,7 +221,8 @@ TEST_F(ProxiedSessionTest, HttpDiscoveryGoesThroughTheProxyFromTheEnvironment) {
 TEST_F(ProxiedSessionTest, NoProxyNamesHostsReachedDirectly) {
     ::setenv("no_proxy", "127.0.0.1", 1);
     DiscoveryServer server(DiscoveryServer::redirectTo("10.0.0.5", 3260));
-    EXPECT_EQ(CurlHttpSession().get(server.url(), 5s).header("Location"), "http://10.0.0.5:3260/");
+    EXPECT_EQ(CurlHttpSession().get(server.url(), patient).header("Location"),
+              "http://10.0.0.5:3260/");
     EXPECT_EQ(test::readFile(m_folder / "tinyproxy.log").find("Request (file"), std::string::npos);
 }
 
@@ -240,7 +246,7 @@ TEST_F(ProxiedSessionTest, HttpsDiscoveryTunnelsThroughTheProxyPastItsConnectAns
                           certificate.string(), "-key", key.string()},
                          tlsPort);
     const auto url = Url::parse("https://127.0.0.1:" + std::to_string(tlsPort) + "/dynamic-port");
-    const auto error = transportFailure([&] { CurlHttpSession().get(*url, 5s); });
+    const auto error = transportFailure([&] { CurlHttpSession().get(*url, patient); });
     EXPECT_EQ(error.code(), curlError(CURLE_PEER_FAILED_VERIFICATION)) << error.what();
     EXPECT_TRUE(proxyLogged("CONNECT 127.0.0.1:" + std::to_string(tlsPort)));
 }

@@ -109,7 +109,7 @@ TEST_F(LaunchedSocatTest, ChildGetsOurStandardStreamsButNoOtherDescriptorOrBlock
     }
     // Ended by SIGTERM only if the signal is not blocked in the child.
     process->terminate();
-    EXPECT_TRUE(test::waitUntil([&] { return !process->isRunning(); }, std::chrono::seconds(3)));
+    EXPECT_TRUE(test::waitUntil([&] { return !process->isRunning(); }, std::chrono::seconds(30)));
 }
 
 TEST_F(LaunchedSocatTest, ReleasedChildKeepsRunningAndIsReapedWhenItExits) {

@@ -38,7 +38,8 @@ TEST(ProcessRunner, TimesOutAProgramThatClosedItsOutputButLingers) {
         EXPECT_EQ(error.code(), std::errc::timed_out);
         EXPECT_THAT(error.what(), HasSubstr("exec sleep 30 did not finish within 200 ms"));
     }
-    EXPECT_LT(std::chrono::steady_clock::now() - start, seconds(3));
+    // Well short of the sleep, with room for a loaded machine.
+    EXPECT_LT(std::chrono::steady_clock::now() - start, seconds(20));
 }
 
 } // namespace
