@@ -19,31 +19,13 @@ const std::string& bodyChunk() {
     return chunk;
 }
 
-std::string reasonPhrase(int status) {
-    switch (status) {
-    case 100:
-        return "Continue";
-    case 200:
-        return "OK";
-    case 301:
-        return "Moved Permanently";
-    case 302:
-        return "Found";
-    case 307:
-        return "Temporary Redirect";
-    case 404:
-        return "Not Found";
-    default:
-        return "Status";
-    }
-}
-
 std::string responseHead(const DiscoveryServer::Reply& reply) {
     std::string head;
     if (reply.interimLocation) {
         head += "HTTP/1.1 100 Continue\r\nLocation: " + *reply.interimLocation + "\r\n\r\n";
     }
-    head += "HTTP/1.1 " + std::to_string(reply.status) + " " + reasonPhrase(reply.status) + "\r\n";
+    // Clients go by the code alone; one reason phrase serves every status.
+    head += "HTTP/1.1 " + std::to_string(reply.status) + " Status\r\n";
     if (reply.location) {
         head += "Location: " + *reply.location + "\r\n";
     }
