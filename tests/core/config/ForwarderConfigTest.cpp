@@ -138,20 +138,6 @@ TEST(ForwarderConfig, HistoricalPortsLeaveOutTheCurrentPort) {
     EXPECT_THAT(config.historicalListenPorts(), ElementsAre(18082));
 }
 
-TEST(ForwarderConfig, EqualityCoversEveryField) {
-    const auto base = makeConfig(18082, {});
-    auto other = base;
-    EXPECT_EQ(base, other);
-    other.target = TargetEndpoint("10.0.0.5", 3260);
-    EXPECT_NE(base, other);
-    other = base;
-    other.recentListenPorts = {18082, 18090};
-    EXPECT_NE(base, other);
-    other = base;
-    other.discoveryURL = *Url::parse("http://other.invalid/dynamic-port");
-    EXPECT_NE(base, other);
-}
-
 TEST(ForwarderConfig, DecodingNormalisesHistoryWithoutValidatingPorts) {
     auto json = storedJson();
     auto config = ForwarderConfig::fromJson(json);
