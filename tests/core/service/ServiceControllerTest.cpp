@@ -57,10 +57,18 @@ protected:
         return nlohmann::json::parse(in);
     }
 
+    // Loaded, with a cached target when asked, log emptied.
+    void loaded(bool withTarget = false) {
+        if (withTarget) {
+            writeConfig([](auto& json) { json["target"] = first.toJson(); });
+        }
+        m_controller->load();
+        takeLog();
+    }
+
     // Loaded with a cached target and our forwarder running, log emptied.
     ServiceSnapshot running() {
-        writeConfig([](auto& json) { json["target"] = first.toJson(); });
-        m_controller->load();
+        loaded(true);
         const auto snapshot = m_controller->start();
         takeLog();
         return snapshot;
@@ -183,8 +191,7 @@ TEST_F(ServiceControllerTest, SavingANewPortWhileRunningMovesTheForwarder) {
 }
 
 TEST_F(ServiceControllerTest, SavingWhileStoppedNeverStarts) {
-    m_controller->load();
-    takeLog();
+    loaded();
     auto config = ForwarderConfig::defaults();
     config.listenPort = 18090;
     const auto snapshot = m_controller->saveConfig(config);
@@ -195,8 +202,7 @@ TEST_F(ServiceControllerTest, SavingWhileStoppedNeverStarts) {
 }
 
 TEST_F(ServiceControllerTest, SavingAnInvalidPortChangesNothing) {
-    m_controller->load();
-    takeLog();
+    loaded();
     const auto before = storedConfig();
     auto config = ForwarderConfig::defaults();
     config.listenPort = 80;
@@ -217,9 +223,7 @@ TEST_F(ServiceControllerTest, StartingTwiceKeepsOneForwarder) {
 }
 
 TEST_F(ServiceControllerTest, StartFallsBackToTheCachedTargetWithOneWarning) {
-    writeConfig([](auto& json) { json["target"] = first.toJson(); });
-    m_controller->load();
-    takeLog();
+    loaded(true);
     m_discovery.target.reset();
     const auto snapshot = m_controller->start();
     EXPECT_EQ(snapshot.status, ServiceStatus::running);
@@ -231,8 +235,7 @@ TEST_F(ServiceControllerTest, StartFallsBackToTheCachedTargetWithOneWarning) {
 }
 
 TEST_F(ServiceControllerTest, StartFailuresEndInFailedWithTheErrorText) {
-    m_controller->load();
-    takeLog();
+    loaded();
     m_discovery.target.reset();
     auto snapshot = m_controller->start();
     EXPECT_EQ(snapshot.status, ServiceStatus::failed);
@@ -263,8 +266,7 @@ TEST_F(ServiceControllerTest, StopNamesEveryStoppedForwarderOrSaysNothingRan) {
 }
 
 TEST_F(ServiceControllerTest, AStopThatCannotSignalFails) {
-    m_controller->load();
-    takeLog();
+    loaded();
     const auto other = m_machine.spawn("socat", m_port);
     m_machine.foreign.insert(other);
     const auto snapshot = m_controller->stop();
@@ -284,9 +286,7 @@ TEST_F(ServiceControllerTest, OurChildThatCannotBeSignalledIsForgottenWithAnErro
 }
 
 TEST_F(ServiceControllerTest, ASocatThatEndsDuringStartIsAFailedStart) {
-    writeConfig([](auto& json) { json["target"] = first.toJson(); });
-    m_controller->load();
-    takeLog();
+    loaded(true);
     m_machine.launchExitStatus = 1;
     const auto snapshot = m_controller->start();
     EXPECT_EQ(snapshot.status, ServiceStatus::failed);
@@ -342,8 +342,7 @@ TEST_F(ServiceControllerTest, HealthCheckKeepsForwardingOnTheCachedTargetWhenDis
 }
 
 TEST_F(ServiceControllerTest, HealthCheckWithoutAnyTargetFailsAndStartsNothing) {
-    m_controller->load();
-    takeLog();
+    loaded();
     m_discovery.target.reset();
     const auto snapshot = m_controller->healthCheck();
     EXPECT_EQ(snapshot.status, ServiceStatus::failed);
@@ -352,8 +351,7 @@ TEST_F(ServiceControllerTest, HealthCheckWithoutAnyTargetFailsAndStartsNothing) 
 }
 
 TEST_F(ServiceControllerTest, TheFirstTargetEverIsOnlyRemembered) {
-    m_controller->load();
-    takeLog();
+    loaded();
     const auto snapshot = m_controller->healthCheck();
     EXPECT_EQ(snapshot.status, ServiceStatus::stopped);
     EXPECT_EQ(snapshot.currentTarget, first);
@@ -372,9 +370,7 @@ TEST_F(ServiceControllerTest, HealthCheckRestartsAVanishedListener) {
 }
 
 TEST_F(ServiceControllerTest, HealthCheckDoesNotFightAnUnknownListener) {
-    writeConfig([](auto& json) { json["target"] = first.toJson(); });
-    m_controller->load();
-    takeLog();
+    loaded(true);
     m_machine.spawn("nginx", m_port);
     const auto snapshot = m_controller->healthCheck();
     EXPECT_EQ(snapshot.status, ServiceStatus::failed);
@@ -385,8 +381,7 @@ TEST_F(ServiceControllerTest, HealthCheckDoesNotFightAnUnknownListener) {
 }
 
 TEST_F(ServiceControllerTest, CheckNowReportsWithoutStartingAnything) {
-    m_controller->load();
-    takeLog();
+    loaded();
     const auto snapshot = m_controller->checkNow();
     EXPECT_EQ(snapshot.status, ServiceStatus::stopped);
     EXPECT_THAT(takeLog(), ElementsAre("Resolved target: 10.0.0.5:3260",
@@ -416,8 +411,7 @@ TEST_F(ServiceControllerTest, CheckNowCountsTheCachedTargetAsResolved) {
 }
 
 TEST_F(ServiceControllerTest, CheckNowWithoutAnyTargetFailsAndReports) {
-    m_controller->load();
-    takeLog();
+    loaded();
     m_discovery.target.reset();
     const auto snapshot = m_controller->checkNow();
     EXPECT_EQ(snapshot.status, ServiceStatus::failed);
