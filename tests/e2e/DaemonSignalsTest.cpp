@@ -14,7 +14,6 @@
 #include <nlohmann/json.hpp>
 
 #include <csignal>
-#include <iostream>
 #include <sys/stat.h>
 
 namespace velquor::test {
@@ -25,14 +24,6 @@ using namespace std::chrono_literals;
 
 // Long enough for the daemon's shortest interval (5 s) and a check behind it.
 constexpr auto checkDeadline = 20s;
-
-std::size_t occurrences(const std::string& text, const std::string& part) {
-    std::size_t count = 0;
-    for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
-        ++count;
-    }
-    return count;
-}
 
 // socat processes whose command line listens on the port, found in /proc rather than through
 // the code under test.
@@ -152,15 +143,9 @@ TEST_P(DaemonStopSignalTest, EndsDuringAHangingCheckAndLeavesNoSocat) {
     const int requests = m_discovery.requestCount();
     ASSERT_TRUE(waitUntil([&] { return m_discovery.requestCount() > requests; }, checkDeadline));
     signalDaemon(SIGPIPE);
-    const auto signalled = std::chrono::steady_clock::now();
     signalDaemon(GetParam());
     // Well before the 8 s request timeout would have let the check end by itself.
     EXPECT_EQ(m_daemon->waitForExit(6s), 0) << log();
-    std::cout << "stopped "
-              << std::chrono::duration_cast<std::chrono::milliseconds>(
-                     std::chrono::steady_clock::now() - signalled)
-                     .count()
-              << " ms after the signal\n";
     EXPECT_NE(log().find("socat stopped [PID="), std::string::npos) << log();
     EXPECT_TRUE(socatsListeningOn(m_listenPort).empty());
 }
@@ -174,13 +159,7 @@ TEST_F(DaemonSignalsTest, AStopDuringTheFirstLookupStartsNothing) {
     writeConfig(config(true)); // with a cached target to fall back to
     startDaemon();
     ASSERT_TRUE(waitUntil([&] { return m_discovery.requestCount() > 0; })) << log();
-    const auto signalled = std::chrono::steady_clock::now();
     EXPECT_EQ(m_daemon->terminate(6s), 0) << log();
-    std::cout << "stopped "
-              << std::chrono::duration_cast<std::chrono::milliseconds>(
-                     std::chrono::steady_clock::now() - signalled)
-                     .count()
-              << " ms after SIGTERM\n";
     EXPECT_EQ(log().find("socat started"), std::string::npos) << log();
     EXPECT_TRUE(socatsListeningOn(m_listenPort).empty());
 }

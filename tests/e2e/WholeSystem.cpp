@@ -28,6 +28,14 @@ std::optional<std::string> missingTool(std::initializer_list<const char*> names)
 
 } // namespace
 
+std::size_t occurrences(const std::string& text, const std::string& part) {
+    std::size_t count = 0;
+    for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
+        ++count;
+    }
+    return count;
+}
+
 std::optional<std::string> forwardingToolsUnavailableReason() {
     return missingTool({"socat", "lsof", "env"});
 }

@@ -20,6 +20,9 @@ std::optional<std::string> wholeSystemUnavailableReason();
 // Why those that need no iSCSI target cannot run here (any user may run them): a missing tool.
 std::optional<std::string> forwardingToolsUnavailableReason();
 
+// How often part occurs in text (a log, a program's output), overlapping ones counted.
+std::size_t occurrences(const std::string& text, const std::string& part);
+
 // The shared tgtd harness, with its LUN file in a folder of the test's.
 class IscsiTarget : public harness::IscsiTarget {
 public:

@@ -27,14 +27,6 @@ using namespace std::chrono_literals;
 // The daemon's shortest interval (5 s) and a start behind it, with room for a loaded machine.
 constexpr auto healthCheckDeadline = 60s;
 
-std::size_t occurrences(const std::string& text, const std::string& part) {
-    std::size_t count = 0;
-    for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
-        ++count;
-    }
-    return count;
-}
-
 std::vector<std::int32_t> socatsOn(std::int64_t port) {
     std::vector<std::int32_t> pids;
     for (const auto& process :
