@@ -1,7 +1,7 @@
 #pragma once
 
-#include "core/net/Url.h"
 #include "core/files/FileDescriptor.h"
+#include "core/net/Url.h"
 
 #include <atomic>
 #include <cstdint>
