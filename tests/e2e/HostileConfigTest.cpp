@@ -3,6 +3,7 @@
 #include "core/config/ForwarderConfig.h"
 #include "core/forwarding/NetworkPortChecker.h"
 #include "tests/e2e/WholeSystem.h"
+#include "tests/support/Files.h"
 #include "tests/support/LoopbackListener.h"
 #include "tests/support/Network.h"
 #include "tests/support/Wait.h"
@@ -17,16 +18,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
-
-std::vector<fs::path> asideFiles(const fs::path& folder) {
-    std::vector<fs::path> result;
-    for (const auto& entry : fs::directory_iterator(folder)) {
-        if (entry.path().filename().string().starts_with("config.json.invalid-")) {
-            result.push_back(entry.path());
-        }
-    }
-    return result;
-}
 
 TEST(HostileConfigTest, AFileWithHostsSocatReadsAsSyntaxIsSetAsideAndRunsNothing) {
     if (!fs::exists("/usr/bin/socat")) {
@@ -53,7 +44,8 @@ TEST(HostileConfigTest, AFileWithHostsSocatReadsAsSyntaxIsSetAsideAndRunsNothing
          [](const std::string&) { return "127.0.0.1,fork"; }},
         {"cached target with a NUL byte", "target",
          [&](const std::string&) {
-             return nlohmann::json{{"host", std::string("127.0.0.1\0,fork", 15)}, {"port", reachable.port()}};
+             return nlohmann::json{{"host", std::string("127.0.0.1\0,fork", 15)},
+                                   {"port", reachable.port()}};
          }},
     };
     for (const auto& [name, key, value] : cases) {

@@ -17,21 +17,12 @@
 namespace velquor {
 namespace {
 
+using test::asideFiles;
 using test::readFile;
 using test::writeFile;
 
 namespace fs = std::filesystem;
 using ::testing::ElementsAre;
-
-std::vector<fs::path> asideFiles(const fs::path& folder) {
-    std::vector<fs::path> result;
-    for (const auto& entry : fs::directory_iterator(folder)) {
-        if (entry.path().filename().string().starts_with("config.json.invalid-")) {
-            result.push_back(entry.path());
-        }
-    }
-    return result;
-}
 
 class ConfigStoreTest : public ::testing::Test {
 protected:
