@@ -362,6 +362,10 @@ void AppViewModel::startHealthMonitor() {
     stopHealthMonitor();
     m_monitorActive = true;
     armHealthMonitor();
+    // A forwarder that ended while loading asked for its check before the monitor ran.
+    if (const auto delay = std::exchange(m_pendingCheckDelay, std::nullopt)) {
+        checkEarly(*delay);
+    }
 }
 
 void AppViewModel::stopHealthMonitor() {
@@ -403,10 +407,7 @@ QCoro::Task<> AppViewModel::runHealthCheckCycle() {
 }
 
 void AppViewModel::checkEarly(std::chrono::milliseconds delay) {
-    if (!m_monitorActive) {
-        return;
-    }
-    if (m_checkRunning) {
+    if (!m_monitorActive || m_checkRunning) {
         m_pendingCheckDelay = std::min(delay, m_pendingCheckDelay.value_or(delay));
         return;
     }

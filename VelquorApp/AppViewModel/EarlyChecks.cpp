@@ -61,8 +61,18 @@ void EarlyChecks::follow(const ServiceSnapshot& snapshot) {
     if (snapshot.socatRuntimeStatus.kind != SocatRuntimeStatus::Kind::trackedSocat ||
         !snapshot.processIdentifier) {
         m_exitedProcess.reset(); // the controller has seen it gone
+        // Still "running" with nothing listening: our forwarder ended before the snapshot that
+        // would have armed its watch reached us, for example right after its start.
+        const bool vanished =
+            snapshot.status == ServiceStatus::running &&
+            snapshot.socatRuntimeStatus.kind == SocatRuntimeStatus::Kind::notListening;
+        if (vanished && !m_vanishReported && !m_exitWatch) {
+            m_vanishReported = true;
+            reportExit();
+        }
         return;
     }
+    m_vanishReported = false;
     const auto process = *snapshot.processIdentifier;
     if (process == m_exitedProcess ||
         (m_exitWatch && m_exitWatch->processIdentifier() == process)) {
@@ -92,6 +102,10 @@ void EarlyChecks::forwarderExited() {
     m_exitNotifier->setEnabled(false);
     m_exitNotifier.release()->deleteLater();
     m_exitWatch.reset();
+    reportExit();
+}
+
+void EarlyChecks::reportExit() {
     const auto decision = m_backoff.exited(Clock::now(), m_checkInterval());
     if (decision.logLine) {
         emit noteWanted(qt(*decision.logLine));

@@ -53,6 +53,8 @@ signals:
 
 private:
     void forwarderExited();
+    // Back-off, its line, then the check: for an exit seen by the watch or by a snapshot.
+    void reportExit();
     void systemChanged(bool resumed, bool networkChanged);
     void armSchedule();
     void runScheduled();
@@ -62,6 +64,8 @@ private:
     std::optional<ProcessExitWatch> m_exitWatch;
     std::unique_ptr<QSocketNotifier> m_exitNotifier;
     std::optional<std::int32_t> m_exitedProcess;
+    // A snapshot already showed the forwarder gone before any watch could see it.
+    bool m_vanishReported = false;
 
     EarlyCheckSchedule m_schedule;
     QTimer m_scheduleTimer;
