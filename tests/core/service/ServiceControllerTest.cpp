@@ -190,6 +190,39 @@ TEST_F(ServiceControllerTest, SavingANewPortWhileRunningMovesTheForwarder) {
     EXPECT_TRUE(m_machine.isListening(18090));
 }
 
+TEST_F(ServiceControllerTest, ANewPortMovesAForwarderWeCannotStopOrNeedNot) {
+    struct Case {
+        const char* name;
+        bool foreign; // false: a socat that is not ours, so nothing is left to stop
+        std::vector<std::string> log;
+    };
+    const std::string refusal = "terminating process 4242: Operation not permitted";
+    const Case cases[] = {
+        {"already stopped",
+         false,
+         {"Configuration saved", "Configuration changed while running: restarting socat",
+          "socat already stopped for configuration change",
+          "socat started [PID=4243]: 127.0.0.1:18090 -> 10.0.0.5:3260"}},
+        {"stop fails",
+         true,
+         {"Configuration saved", "Configuration changed while running: restarting socat",
+          "ERROR: Failed to stop old socat during configuration change: " + refusal}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        m_machine = test::FakeMachine();
+        rebuild();
+        loaded(true);
+        const auto other = m_machine.spawn("socat", m_port);
+        (c.foreign ? m_machine.foreign : m_machine.elsewhere).insert(other);
+        auto config = m_controller->refreshRuntimeStatus().config;
+        config.listenPort = 18090;
+        const auto snapshot = m_controller->saveConfig(config);
+        EXPECT_THAT(takeLog(), ::testing::ElementsAreArray(c.log));
+        EXPECT_EQ(snapshot.status, c.foreign ? ServiceStatus::failed : ServiceStatus::running);
+    }
+}
+
 TEST_F(ServiceControllerTest, SavingWhileStoppedNeverStarts) {
     loaded();
     auto config = ForwarderConfig::defaults();
