@@ -1,8 +1,6 @@
 #include "bench/BannerServer.h"
 
-#include <cerrno>
 #include <cstring>
-#include <sys/socket.h>
 
 namespace velquor::bench {
 
@@ -11,18 +9,7 @@ namespace {
 // Runs in the server process: system calls only.
 void sendBanner(int connection, const void* context) {
     const auto* line = static_cast<const char*>(context);
-    auto size = std::strlen(line);
-    while (size > 0) {
-        const auto sent = ::send(connection, line, size, MSG_NOSIGNAL);
-        if (sent < 0 && errno == EINTR) {
-            continue;
-        }
-        if (sent <= 0) {
-            return;
-        }
-        line += sent;
-        size -= static_cast<std::size_t>(sent);
-    }
+    ServerProcess::sendAll(connection, line, std::strlen(line));
 }
 
 } // namespace

@@ -16,20 +16,6 @@ namespace {
 static_assert(std::atomic<std::int32_t>::is_always_lock_free,
               "the port is shared between processes");
 
-void sendAll(int connection, const char* data, std::size_t size) {
-    while (size > 0) {
-        const auto sent = ::send(connection, data, size, MSG_NOSIGNAL);
-        if (sent < 0 && errno == EINTR) {
-            continue;
-        }
-        if (sent <= 0) {
-            return;
-        }
-        data += sent;
-        size -= static_cast<std::size_t>(sent);
-    }
-}
-
 // Runs in the server process: system calls and stack buffers only.
 void answerWithRedirect(int connection, const void* context) {
     const auto& targetPort = *static_cast<const std::atomic<std::int32_t>*>(context);
@@ -57,7 +43,7 @@ void answerWithRedirect(int connection, const void* context) {
     char* end = std::to_chars(reply + head.size(), reply + head.size() + 16, targetPort.load()).ptr;
     std::memcpy(end, tail.data(), tail.size());
     end += tail.size();
-    sendAll(connection, reply, static_cast<std::size_t>(end - reply));
+    ServerProcess::sendAll(connection, reply, static_cast<std::size_t>(end - reply));
 }
 
 } // namespace

@@ -54,4 +54,18 @@ ServerProcess::ServerProcess(Handler handler, const void* context) {
     m_process = std::make_unique<harness::ChildProcess>(pid);
 }
 
+void ServerProcess::sendAll(int connection, const char* data, std::size_t size) noexcept {
+    while (size > 0) {
+        const auto sent = ::send(connection, data, size, MSG_NOSIGNAL);
+        if (sent < 0 && errno == EINTR) {
+            continue;
+        }
+        if (sent <= 0) {
+            return;
+        }
+        data += sent;
+        size -= static_cast<std::size_t>(sent);
+    }
+}
+
 } // namespace velquor::bench

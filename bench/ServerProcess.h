@@ -2,6 +2,7 @@
 
 #include "support/harness/ChildProcess.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 
@@ -18,6 +19,9 @@ public:
     using Handler = void (*)(int connection, const void* context);
 
     ServerProcess(Handler handler, const void* context);
+
+    // For handlers: sends what it can of data, giving up quietly when the client has gone.
+    static void sendAll(int connection, const char* data, std::size_t size) noexcept;
 
     std::int64_t port() const noexcept { return m_port; }
 
