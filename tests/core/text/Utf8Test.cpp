@@ -13,11 +13,7 @@ TEST(Utf8, RefusesOverlongSurrogateTruncatedAndOutOfRangeSequences) {
     }
 }
 
-TEST(Utf8, RepairReplacesEachBadByteAndKeepsGoodText) {
-    EXPECT_EQ(repairUtf8("a\x97\xA5"
-                         "b日"),
-              "a\xEF\xBF\xBD\xEF\xBF\xBD"
-              "b日");
+TEST(Utf8, RepairReplacesEachByteOfASequenceCutAtTheEnd) {
     EXPECT_EQ(repairUtf8("x\xE6\x97"), "x\xEF\xBF\xBD\xEF\xBF\xBD");
 }
 

@@ -1,5 +1,6 @@
+#include "core/files/AtomicFile.h"
 #include "core/files/InstanceLock.h"
-
+#include "tests/support/Files.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
@@ -15,10 +16,35 @@ extern char** environ;
 namespace velquor {
 namespace {
 
+namespace fs = std::filesystem;
+
+TEST(AtomicFile, NewFilesArePrivateOrFollowTheUmaskAndReplacedOnesKeepTheirMode) {
+    const std::tuple<NewFileMode, mode_t, fs::perms> cases[] = {
+        {NewFileMode::privateToUser, 0, fs::perms(0600)},
+        {NewFileMode::privateToUser, 0277, fs::perms(0600)},
+        {NewFileMode::userUmask, 022, fs::perms(0644)},
+        {NewFileMode::userUmask, 027, fs::perms(0640)},
+    };
+    for (const auto& [mode, umask, created] : cases) {
+        test::TemporaryDirectory folder;
+        const auto file = folder / "f";
+        const mode_t previous = ::umask(umask);
+        writeFileAtomically(file, "one", mode);
+        EXPECT_EQ(fs::status(file).permissions(), created) << std::oct << umask;
+        fs::permissions(file, fs::perms(0604));
+        writeFileAtomically(file, "two", mode);
+        ::umask(previous);
+        EXPECT_EQ(fs::status(file).permissions(), fs::perms(0604))
+            << "a replaced file keeps its mode";
+        EXPECT_EQ(test::readFile(file), "two");
+        EXPECT_EQ(std::distance(fs::directory_iterator(folder.path()), {}), 1);
+    }
+}
+
 class InstanceLockTest : public ::testing::Test {
 protected:
     test::TemporaryDirectory m_dir;
-    std::filesystem::path m_path = m_dir / "run" / "forwarder.lock";
+    fs::path m_path = m_dir / "run" / "forwarder.lock";
 };
 
 TEST_F(InstanceLockTest, ASecondTakerIsRefusedAndNamesTheHolderUntilItLetsGo) {
@@ -52,21 +78,18 @@ TEST_F(InstanceLockTest, AChildThatOutlivesTheHolderDoesNotKeepTheLock) {
 TEST_F(InstanceLockTest, AHolderTextThatIsNotOursNamesNobody) {
     for (const std::string text : {"", "12 \n", "x qarvexd\n", "12 a;rm -rf\n", "-4 qarvexd\n"}) {
         const InstanceLock holder(m_path, "qarvexd");
-        ASSERT_EQ(::truncate(m_path.c_str(), 0), 0);
-        FILE* file = std::fopen(m_path.c_str(), "w");
-        std::fputs(text.c_str(), file);
-        std::fclose(file);
+        test::writeFile(m_path, text);
         EXPECT_EQ(InstanceLock(m_path, "qarvex").holder(), std::nullopt) << text;
     }
 }
 
 // Neither may block the start: a FIFO without a reader would hang a plain open.
 TEST_F(InstanceLockTest, APathThatIsNoRegularFileIsRefused) {
-    std::filesystem::create_directories(m_path.parent_path());
+    fs::create_directories(m_path.parent_path());
     ASSERT_EQ(::mkfifo(m_path.c_str(), 0600), 0);
     EXPECT_THROW(InstanceLock(m_path, "qarvexd"), std::system_error);
-    std::filesystem::remove(m_path);
-    std::filesystem::create_directory(m_path);
+    fs::remove(m_path);
+    fs::create_directory(m_path);
     EXPECT_THROW(InstanceLock(m_path, "qarvexd"), std::system_error);
 }
 
