@@ -5,11 +5,10 @@
 
 #include <atomic>
 #include <cstdint>
-#include <list>
 #include <mutex>
-#include <optional>
 #include <string>
 #include <thread>
+#include <vector>
 
 namespace velquor::test {
 
@@ -19,30 +18,21 @@ namespace velquor::test {
 class DiscoveryServer {
 public:
     enum class Behaviour {
-        answer,             // the status line, header fields and a body of bodyBytes bytes
-        endlessBody,        // as answer, but the body is streamed until the client goes away
-        headThenStall,      // as answer, but the body never comes
-        stall,              // reads the request, then sends nothing until the client or stop()
-        closeWithoutAnswer, // reads the request, then closes the connection
+        answer,        // the head, with no body
+        endlessBody,   // the head, then a body streamed until the client goes away
+        headThenStall, // the head, then silence where the body should be
+        stall,         // reads the request, then sends nothing until the client leaves or stop()
     };
 
     // Members carry initialisers so designated initialisers may name just a few of them.
     struct Reply {
         Behaviour behaviour = Behaviour::answer;
-        int status = 200;
-        // Sent verbatim after "Location: ", blanks and all.
-        std::optional<std::string> location = std::nullopt;
-        // Streamed, never held in memory.
-        std::uint64_t bodyBytes = 0;
-        // Extra header fields of about this many bytes in all.
-        std::size_t fillerHeaderBytes = 0;
-        // A "100 Continue" carrying this Location comes first.
-        std::optional<std::string> interimLocation = std::nullopt;
+        // Sent verbatim, each line ending in CRLF; the framing fields and blank line follow.
+        std::string head = "HTTP/1.1 200 OK\r\n";
     };
 
     // 302 to "http://<host>:<port>/".
     static Reply redirectTo(const std::string& host, std::int64_t port);
-    static Reply withLocation(std::string value, int status = 302);
 
     DiscoveryServer(); // a 200 without Location until told otherwise
     explicit DiscoveryServer(Reply reply);
@@ -63,17 +53,10 @@ public:
     void stop();
 
 private:
-    struct Connection {
-        std::thread thread;
-        std::atomic<bool> finished{false};
-    };
-
     void acceptConnections();
-    void serve(FileDescriptor socket);
-    bool readRequest(int socket);
+    void serve(int socket);
+    bool receive(int socket, std::string& into);
     bool sendAll(int socket, std::string_view data);
-    void waitForClientToLeave(int socket);
-    Reply currentReply() const;
 
     FileDescriptor m_listener;
     std::int64_t m_port = 0;
@@ -81,8 +64,10 @@ private:
     std::atomic<int> m_requests{0};
     mutable std::mutex m_replyMutex;
     Reply m_reply;
-    std::list<Connection> m_connections; // only the accepting thread touches it while it runs
-    std::thread m_acceptor;
+    // Joined only by stop(): a server lives for one test, which makes few requests. Only the
+    // accepting thread touches the list while it runs.
+    std::vector<std::jthread> m_connections;
+    std::jthread m_acceptor;
 };
 
 } // namespace velquor::test

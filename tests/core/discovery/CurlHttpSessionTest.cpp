@@ -8,6 +8,7 @@
 #include "tests/support/DiscoveryServer.h"
 #include "tests/support/Files.h"
 #include "tests/support/Network.h"
+#include "tests/support/ScopedEnvironment.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/support/Wait.h"
 
@@ -16,7 +17,6 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
-#include <cstdlib>
 #include <fcntl.h>
 #include <sys/wait.h>
 
@@ -43,39 +43,25 @@ template <typename Action> std::system_error transportFailure(Action action) {
     return std::system_error(std::error_code());
 }
 
-TEST(HttpResponse, FindsTheFirstFieldOfANameInAnyCase) {
-    const HttpResponse response{302, {{"location", "a"}, {"X", "y"}, {"LOCATION", "b"}}};
-    EXPECT_EQ(response.header("Location"), "a");
-    EXPECT_EQ(response.header("x"), "y");
-    EXPECT_EQ(response.header("Locatio"), std::nullopt);
-}
-
-TEST(CurlHttpSession, ReturnsTheStatusAndFieldsOfARedirectWithoutFollowingIt) {
+// A redirect to the server itself: followed, it would be asked a second time.
+TEST(CurlHttpSession, ReturnsTheFinalHeadAsSoonAsItIsInAndFollowsNoRedirect) {
     DiscoveryServer server;
-    server.setReply(DiscoveryServer::redirectTo("127.0.0.1", server.port()));
-    const auto response = CurlHttpSession().get(server.url(), patient);
-    EXPECT_EQ(response.status, 302);
-    EXPECT_EQ(response.header("location"),
-              "http://127.0.0.1:" + std::to_string(server.port()) + "/");
-    EXPECT_EQ(server.requestCount(), 1);
-}
-
-TEST(CurlHttpSession, KeepsOnlyTheFieldsOfTheFinalResponse) {
-    auto reply = DiscoveryServer::withLocation("http://final:2/", 301);
-    reply.interimLocation = "http://interim:1/";
-    DiscoveryServer server(reply);
-    const auto response = CurlHttpSession().get(server.url(), patient);
-    EXPECT_EQ(response.status, 301);
-    EXPECT_EQ(response.header("Location"), "http://final:2/");
-}
-
-TEST(CurlHttpSession, ReturnsOnceTheHeadIsInWithoutWaitingForTheBody) {
-    auto reply = DiscoveryServer::redirectTo("10.0.0.5", 3260);
-    reply.behaviour = DiscoveryServer::Behaviour::headThenStall;
-    reply.bodyBytes = 1000;
-    DiscoveryServer server(reply);
-    EXPECT_EQ(CurlHttpSession().get(server.url(), patient).header("Location"),
-              "http://10.0.0.5:3260/");
+    const auto self = DiscoveryServer::redirectTo("127.0.0.1", server.port());
+    const DiscoveryServer::Reply replies[] = {
+        self,
+        {.behaviour = DiscoveryServer::Behaviour::headThenStall, .head = self.head},
+        {.head = "HTTP/1.1 100 Continue\r\nLocation: http://interim:1/\r\n\r\n" + self.head},
+    };
+    for (const auto& reply : replies) {
+        SCOPED_TRACE(reply.head);
+        server.setReply(reply);
+        const int before = server.requestCount();
+        const auto response = CurlHttpSession().get(server.url(), patient);
+        EXPECT_EQ(response.status, 302);
+        EXPECT_EQ(response.header("location"),
+                  "http://127.0.0.1:" + std::to_string(server.port()) + "/");
+        EXPECT_EQ(server.requestCount(), before + 1);
+    }
 }
 
 TEST(CurlHttpSession, RefusedConnectionFailsAtOnceNamingTheRequest) {
@@ -96,14 +82,12 @@ TEST(CurlHttpSession, StalledServerFailsWhenTheTimeoutRunsOut) {
 }
 
 // A server that never answers must not keep a stopping program waiting for the timeout: the
-// question is asked again and again while nothing arrives, and a yes ends the request.
+// question is asked again and again while nothing arrives (a few times after the request is in
+// here), and a yes ends the request.
 TEST(CurlHttpSession, ARequestToASilentServerEndsWhenTheAbortQuestionSaysSo) {
     DiscoveryServer server({.behaviour = DiscoveryServer::Behaviour::stall});
     int asked = 0;
-    CurlHttpSession session([&] {
-        // Once the request is at the silent server, a few more questions are asked before yes.
-        return server.requestCount() > 0 && ++asked >= 5;
-    });
+    CurlHttpSession session([&] { return server.requestCount() > 0 && ++asked >= 5; });
     const auto error = transportFailure([&] { session.get(server.url(), 120s); });
     EXPECT_EQ(error.code(), curlError(CURLE_ABORTED_BY_CALLBACK));
 }
@@ -116,7 +100,9 @@ TEST(CurlHttpSession, OnlyHttpAndHttpsAreSpoken) {
 
 TEST(CurlHttpSession, OversizedResponseHeadFailsCleanly) {
     auto reply = DiscoveryServer::redirectTo("127.0.0.1", 3260);
-    reply.fillerHeaderBytes = 4 * CurlHttpSession::headerLimit;
+    for (int n = 0; reply.head.size() < 4 * CurlHttpSession::headerLimit; ++n) {
+        reply.head += "X-Filler-" + std::to_string(n) + ": " + std::string(1000, 'f') + "\r\n";
+    }
     DiscoveryServer server(reply);
     const auto error = transportFailure([&] { CurlHttpSession().get(server.url(), patient); });
     EXPECT_EQ(error.code(), curlError(CURLE_WEIRD_SERVER_REPLY));
@@ -149,43 +135,13 @@ private:
     std::int32_t m_pid = -1;
 };
 
-// The proxy settings of the environment, set for one test and restored after it.
-class ProxyEnvironment {
-public:
-    explicit ProxyEnvironment(const std::string& proxy) {
-        for (const char* name : names) {
-            if (const char* value = std::getenv(name)) {
-                m_saved.emplace_back(name, value);
-            }
-            ::unsetenv(name);
-        }
-        ::setenv("http_proxy", proxy.c_str(), 1);
-        ::setenv("https_proxy", proxy.c_str(), 1);
-    }
-    ~ProxyEnvironment() {
-        for (const char* name : names) {
-            ::unsetenv(name);
-        }
-        for (const auto& [name, value] : m_saved) {
-            ::setenv(name.c_str(), value.c_str(), 1);
-        }
-    }
-    ProxyEnvironment(const ProxyEnvironment&) = delete;
-    ProxyEnvironment& operator=(const ProxyEnvironment&) = delete;
-
-private:
-    static constexpr const char* names[] = {"http_proxy", "https_proxy", "HTTPS_PROXY", "all_proxy",
-                                            "ALL_PROXY",  "no_proxy",    "NO_PROXY"};
-    std::vector<std::pair<std::string, std::string>> m_saved;
-};
-
 // A real tinyproxy on a free port, with its request log, as the only way out.
 class ProxiedSessionTest : public ::testing::Test {
 protected:
     test::TemporaryDirectory m_folder;
     std::int64_t m_proxyPort = test::freeTcpPort();
     std::unique_ptr<BackgroundServer> m_proxy;
-    std::unique_ptr<ProxyEnvironment> m_environment;
+    test::ScopedEnvironment m_environment;
 
     void SetUp() override {
         // Allow: tinyproxy serves no client it is not told about, loopback included.
@@ -198,8 +154,12 @@ protected:
             "/usr/bin/tinyproxy",
             std::vector<std::string>{"-d", "-c", (m_folder / "tinyproxy.conf").string()},
             m_proxyPort);
-        m_environment =
-            std::make_unique<ProxyEnvironment>("http://127.0.0.1:" + std::to_string(m_proxyPort));
+        for (const char* name : {"HTTPS_PROXY", "all_proxy", "ALL_PROXY", "no_proxy", "NO_PROXY"}) {
+            m_environment.set(name, std::nullopt);
+        }
+        const auto proxy = "http://127.0.0.1:" + std::to_string(m_proxyPort);
+        m_environment.set("http_proxy", proxy);
+        m_environment.set("https_proxy", proxy);
     }
 
     bool proxyLogged(const std::string& request) {
@@ -209,21 +169,18 @@ protected:
     }
 };
 
-TEST_F(ProxiedSessionTest, HttpDiscoveryGoesThroughTheProxyFromTheEnvironment) {
+TEST_F(ProxiedSessionTest, HttpDiscoveryGoesThroughTheProxyFromTheEnvironmentUnlessNoProxyNamesIt) {
     DiscoveryServer server(DiscoveryServer::redirectTo("10.0.0.5", 3260));
-    const auto response = CurlHttpSession().get(server.url(), patient);
-    EXPECT_EQ(response.status, 302);
-    EXPECT_EQ(response.header("Location"), "http://10.0.0.5:3260/");
-    EXPECT_TRUE(proxyLogged("Request (file descriptor")) << "not sent through the proxy";
-    EXPECT_TRUE(proxyLogged("GET " + server.url().text));
-}
-
-TEST_F(ProxiedSessionTest, NoProxyNamesHostsReachedDirectly) {
-    ::setenv("no_proxy", "127.0.0.1", 1);
-    DiscoveryServer server(DiscoveryServer::redirectTo("10.0.0.5", 3260));
+    m_environment.set("no_proxy", "127.0.0.1");
     EXPECT_EQ(CurlHttpSession().get(server.url(), patient).header("Location"),
               "http://10.0.0.5:3260/");
     EXPECT_EQ(test::readFile(m_folder / "tinyproxy.log").find("Request (file"), std::string::npos);
+
+    m_environment.set("no_proxy", std::nullopt);
+    const auto response = CurlHttpSession().get(server.url(), patient);
+    EXPECT_EQ(response.status, 302);
+    EXPECT_EQ(response.header("Location"), "http://10.0.0.5:3260/");
+    EXPECT_TRUE(proxyLogged("GET " + server.url().text)) << "not sent through the proxy";
 }
 
 // The proxy's "200 Connection established" ends a head too: taken for the answer, it would
