@@ -9,7 +9,8 @@
 namespace velquor {
 
 // GET over libcurl, http and https only. Nothing outlives a request: each one has its own
-// handle, with no cookies, netrc, proxy or caches, so requests may run on any threads at once.
+// handle, with no cookies, netrc or caches (only the proxy variables of the environment apply),
+// so requests may run on any threads at once.
 // The transfer ends as soon as the head of the final response is in; the body is never read.
 class CurlHttpSession : public HttpSession {
 public:
