@@ -2,8 +2,10 @@
 #include "core/forwarding/NetworkPortChecker.h"
 #include "core/forwarding/PosixProcessTerminator.h"
 #include "core/forwarding/PosixSocatProcessLauncher.h"
+#include "core/forwarding/ProcForwarderOwnershipChecker.h"
 #include "core/process/ChildReaper.h"
 #include "tests/support/ChildProcessGuard.h"
+#include "tests/support/LoopbackListener.h"
 #include "tests/support/Network.h"
 #include "tests/support/ProcessInspection.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -29,21 +31,22 @@ using ::testing::Contains;
 using ::testing::Field;
 using ::testing::HasSubstr;
 using ::testing::Not;
+using ::testing::ThrowsMessage;
 
 // Starts socat forwarding a free port to another free port and waits until it listens.
 class LaunchedSocatTest : public ::testing::Test {
 protected:
     std::int64_t m_port = test::freeTcpPort();
 
-    std::unique_ptr<SocatProcess> launch() {
-        const SocatCommand command("/usr/bin/socat", "127.0.0.1", m_port,
-                                   TargetEndpoint("127.0.0.1", test::freeTcpPort()));
+    std::unique_ptr<SocatProcess> launch(const std::string& host = "127.0.0.1") {
+        const SocatCommand command("/usr/bin/socat", host, m_port,
+                                   TargetEndpoint(host, test::freeTcpPort()));
         return PosixSocatProcessLauncher().launch(command);
     }
     // Also tells a port that another program took in the meantime: socat then exits at once.
-    ::testing::AssertionResult listens(test::ChildProcessGuard& process) {
-        if (!test::waitUntil(
-                [&] { return NetworkPortChecker().isListening("127.0.0.1", m_port); })) {
+    ::testing::AssertionResult listens(test::ChildProcessGuard& process,
+                                       const std::string& host = "127.0.0.1") {
+        if (!test::waitUntil([&] { return NetworkPortChecker().isListening(host, m_port); })) {
             return ::testing::AssertionFailure() << "nothing listens on " << m_port;
         }
         if (!process->isRunning()) {
@@ -53,10 +56,16 @@ protected:
     }
 };
 
-TEST_F(LaunchedSocatTest, ListensIsFoundAsSocatAndEndsWhenTerminatedByIdentifier) {
+// The real socat, because the address syntax of the command is what it accepts, not what it
+// documents.
+TEST_F(LaunchedSocatTest, ListensOnABracketedIPv6Host) {
+    test::ChildProcessGuard process(launch("[::1]"));
+    EXPECT_TRUE(listens(process, "[::1]"));
+}
+
+TEST_F(LaunchedSocatTest, IsFoundAsOursAndEndsWhenTerminatedByIdentifier) {
     test::ChildProcessGuard process(launch());
     const auto pid = process.pid();
-    EXPECT_TRUE(process->isRunning());
     ASSERT_TRUE(listens(process));
 
     LsofListenerProbe probe(LsofListenerProbe::defaultLsofPath());
@@ -67,28 +76,40 @@ TEST_F(LaunchedSocatTest, ListensIsFoundAsSocatAndEndsWhenTerminatedByIdentifier
     EXPECT_THAT(probe.processes("127.0.0.1", m_port),
                 Contains(Field(&ListenerProcess::processIdentifier, pid)));
 
+    // Ours only while a socat holds the listen address or the wildcard.
+    const test::LoopbackListener notSocat; // held by this test program
+    const std::vector<std::tuple<std::int32_t, std::string, std::int64_t, bool>> cases = {
+        {pid, "127.0.0.1", m_port, true},
+        {pid, "localhost", m_port, true},
+        {pid, "0.0.0.0", m_port, true}, // a wildcard listen host covers every address
+        {pid, "[::]", m_port, true},
+        {pid, "127.0.0.2", m_port, false},
+        {pid, "::1", m_port, false},
+        {pid, "127.0.0.1", test::freeTcpPort(), false},
+        {pid, "", m_port, false},
+        {static_cast<std::int32_t>(::getpid()), "127.0.0.1", notSocat.port(), false},
+        {0, "127.0.0.1", m_port, false},
+        {-1, "127.0.0.1", m_port, false},
+    };
+    ProcForwarderOwnershipChecker checker;
+    for (const auto& [owner, host, port, owned] : cases) {
+        SCOPED_TRACE(std::to_string(owner) + " " + host + ":" + std::to_string(port));
+        const auto identity = checker.forwarderIdentity(owner, host, port);
+        EXPECT_EQ(identity.has_value(), owned);
+        EXPECT_TRUE(!identity || identity->processIdentifier == owner);
+    }
+    const auto identity = checker.forwarderIdentity(pid, "127.0.0.1", m_port);
+    ASSERT_TRUE(identity);
+    EXPECT_TRUE(checker.isStillForwarder(*identity));
+    // What a reused identifier looks like: the same number, another start time.
+    EXPECT_FALSE(checker.isStillForwarder({pid, identity->startTime + 1}));
+
     PosixProcessTerminator().terminate(pid);
     EXPECT_TRUE(test::waitUntil([&] { return !process->isRunning(); }));
     EXPECT_EQ(test::processState(pid), std::nullopt) << "not reaped";
-    EXPECT_EQ(::waitpid(pid, nullptr, WNOHANG), -1);
-    EXPECT_EQ(errno, ECHILD);
+    EXPECT_FALSE(checker.isStillForwarder(*identity));
     EXPECT_NO_THROW(process->terminate()) << "signalled a reaped identifier";
 }
-
-// A service with a signal-handling thread blocks SIGTERM elsewhere; socat must not inherit it.
-class BlockedTermination {
-public:
-    BlockedTermination() {
-        sigset_t set;
-        sigemptyset(&set);
-        sigaddset(&set, SIGTERM);
-        ::pthread_sigmask(SIG_BLOCK, &set, &m_previous);
-    }
-    ~BlockedTermination() { ::pthread_sigmask(SIG_SETMASK, &m_previous, nullptr); }
-
-private:
-    sigset_t m_previous;
-};
 
 TEST_F(LaunchedSocatTest, ChildGetsOurStandardStreamsButNoOtherDescriptorOrBlockedSignal) {
     test::TemporaryDirectory dir;
@@ -96,8 +117,13 @@ TEST_F(LaunchedSocatTest, ChildGetsOurStandardStreamsButNoOtherDescriptorOrBlock
     std::ofstream(marker) << "x";
     const int leaked = ::open(marker.c_str(), O_RDONLY); // deliberately without O_CLOEXEC
     ASSERT_GE(leaked, 0);
-    const BlockedTermination blocked;
+    // A service with a signal-handling thread blocks SIGTERM elsewhere; socat must not inherit it.
+    sigset_t termination, previous;
+    sigemptyset(&termination);
+    sigaddset(&termination, SIGTERM);
+    ::pthread_sigmask(SIG_BLOCK, &termination, &previous);
     test::ChildProcessGuard process(launch());
+    ::pthread_sigmask(SIG_SETMASK, &previous, nullptr);
     ::close(leaked);
     ASSERT_TRUE(listens(process));
 
@@ -109,7 +135,7 @@ TEST_F(LaunchedSocatTest, ChildGetsOurStandardStreamsButNoOtherDescriptorOrBlock
     }
     // Ended by SIGTERM only if the signal is not blocked in the child.
     process->terminate();
-    EXPECT_TRUE(test::waitUntil([&] { return !process->isRunning(); }, std::chrono::seconds(30)));
+    EXPECT_TRUE(test::waitUntil([&] { return !process->isRunning(); }));
 }
 
 TEST_F(LaunchedSocatTest, ReleasedChildKeepsRunningAndIsReapedWhenItExits) {
@@ -129,15 +155,11 @@ TEST_F(LaunchedSocatTest, ReleasedChildKeepsRunningAndIsReapedWhenItExits) {
 }
 
 TEST(PosixSocatProcessLauncher, FailsNamingAProgramThatCannotBeLaunched) {
-    auto command = SocatCommand("/nonexistent/socat", "127.0.0.1", test::freeTcpPort(),
-                                TargetEndpoint("127.0.0.1", 3260));
-    try {
-        PosixSocatProcessLauncher().launch(command);
-        FAIL() << "launched";
-    } catch (const std::system_error& error) {
-        EXPECT_EQ(error.code(), std::errc::no_such_file_or_directory);
-        EXPECT_THAT(error.what(), HasSubstr("launching /nonexistent/socat"));
-    }
+    const SocatCommand command("/nonexistent/socat", "127.0.0.1", test::freeTcpPort(),
+                               TargetEndpoint("127.0.0.1", 3260));
+    EXPECT_THAT([&] { PosixSocatProcessLauncher().launch(command); },
+                ThrowsMessage<std::system_error>(
+                    HasSubstr("launching /nonexistent/socat: No such file or directory")));
 }
 
 TEST(PosixProcessTerminator, TreatsAProcessThatIsGoneAsTerminated) {
