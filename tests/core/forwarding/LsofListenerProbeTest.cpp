@@ -82,13 +82,14 @@ protected:
 };
 
 // The listener is the first listening line; the processes are every line, in order, repeats kept.
+// lsof reads nothing, and what it writes to its standard error is not part of the listing.
 TEST_F(FakeLsofTest, AsksLsofForTheListenerOrEveryProcessOnThePort) {
     writeLsof("COMMAND PID USER FD TYPE DEVICE SIZE/OFF NODE NAME\n\n"
               "nc 12 u 3u IPv4 0x1 0t0 TCP 127.0.0.1:18082->127.0.0.1:1 (ESTABLISHED)\n"
               "socat 34 u 5u IPv4 0x1 0t0 TCP 127.0.0.1:18082 (LISTEN)\n"
               "socat 34 u 6u IPv6 0x1 0t0 TCP 127.0.0.1:18082 (LISTEN)\n"
               "python3 56 u 5u IPv4 0x1 0t0 TCP 127.0.0.1:18082 (LISTEN)\n",
-              "exit 0");
+              "read -r line && exit 1\necho 'nc 9 u 3u IPv4 0x1 0t0 TCP 127.0.0.1:18082' >&2");
     LsofListenerProbe probe(m_lsof);
     EXPECT_EQ(probe.listener("127.0.0.1", 18082), (ListenerProcess{"socat", 34}));
     EXPECT_EQ(readFile(m_dir / "arguments"), "-nP\n-iTCP:18082\n-sTCP:LISTEN\n");
@@ -114,9 +115,10 @@ TEST_F(FakeLsofTest, FindsNothingWhenLsofFailsOrPrintsNoText) {
 
 TEST_F(FakeLsofTest, DropsTheLineCutByTheOutputLimit) {
     // Two-byte characters, one of them cut by the limit: kept as it is, it would make the
-    // whole output unreadable.
+    // whole output unreadable. The output runs on to twice the limit, which must be read and
+    // dropped, or lsof would stall on a full pipe.
     std::string output = listening + " \n"; // the space puts the limit inside a character
-    while (output.size() <= 1024 * 1024) {
+    while (output.size() <= 2 * 1024 * 1024) {
         output += "\xC3\xA9";
     }
     writeLsof(output + "\n", "exit 0");

@@ -1,7 +1,6 @@
 #include "core/forwarding/SocatCommand.h"
 
 #include "core/config/ForwarderConfig.h"
-#include "core/forwarding/ListenerProcess.h"
 #include "tests/support/HostileHosts.h"
 
 #include <gmock/gmock.h>
@@ -92,15 +91,6 @@ TEST(SocatCommand, RefusesATargetThatIsTheListenAddress) {
     for (const auto& [listenHost, targetHost, port] : others) {
         EXPECT_NO_THROW(SocatCommand("/s", listenHost, 18082, TargetEndpoint(targetHost, port)))
             << listenHost << " -> " << targetHost << ":" << port;
-    }
-}
-
-TEST(ListenerProcess, IsSocatWhenTheNameContainsSocatInAnyCase) {
-    for (const char* name : {"socat", "SOCAT", "Socat2", "xsocatx"}) {
-        EXPECT_TRUE((ListenerProcess{name, 1}.isSocat())) << name;
-    }
-    for (const char* name : {"", "soca", "so cat", "python3"}) {
-        EXPECT_FALSE((ListenerProcess{name, 1}.isSocat())) << name;
     }
 }
 
