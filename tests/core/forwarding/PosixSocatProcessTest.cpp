@@ -8,7 +8,6 @@
 #include "tests/support/LoopbackListener.h"
 #include "tests/support/Network.h"
 #include "tests/support/ProcessInspection.h"
-#include "tests/support/TemporaryDirectory.h"
 #include "tests/support/Wait.h"
 
 #include <gmock/gmock.h>
@@ -16,7 +15,6 @@
 
 #include <chrono>
 #include <csignal>
-#include <fcntl.h>
 #include <fstream>
 #include <functional>
 #include <future>
@@ -144,41 +142,32 @@ TEST_F(LaunchedSocatTest, IsFoundAsOursAndEndsWhenTerminatedByIdentifier) {
     EXPECT_NO_THROW(process->terminate()) << "signalled a reaped identifier";
 }
 
-TEST_F(LaunchedSocatTest, ChildGetsOurStandardStreamsButNoOtherDescriptorOrBlockedSignal) {
-    test::TemporaryDirectory dir;
-    const auto marker = dir / "inherited-marker";
-    std::ofstream(marker) << "x";
-    const int leaked = ::open(marker.c_str(), O_RDONLY); // deliberately without O_CLOEXEC
-    ASSERT_GE(leaked, 0);
+TEST_F(LaunchedSocatTest, ChildHasOnlyOurStandardStreamsAndOnceReleasedIsReapedWhenItExits) {
+    int leaked[2];
+    ASSERT_EQ(::pipe(leaked), 0); // deliberately without O_CLOEXEC
+    const auto marker = fs::read_symlink("/proc/self/fd/" + std::to_string(leaked[0]));
     // A service with a signal-handling thread blocks SIGTERM elsewhere; socat must not inherit it.
     sigset_t termination, previous;
     sigemptyset(&termination);
     sigaddset(&termination, SIGTERM);
     ::pthread_sigmask(SIG_BLOCK, &termination, &previous);
-    test::ChildProcessGuard process(launch());
-    ::pthread_sigmask(SIG_SETMASK, &previous, nullptr);
-    ::close(leaked);
-    ASSERT_TRUE(listens(process));
-
-    const auto childFd = "/proc/" + std::to_string(process.pid()) + "/fd/";
-    EXPECT_THAT(test::openDescriptorTargets(process.pid()), Not(Contains(marker.string())));
-    for (const auto stream : {"0", "1", "2"}) {
-        EXPECT_EQ(fs::read_symlink(childFd + stream),
-                  fs::read_symlink(std::string("/proc/self/fd/") + stream));
-    }
-    // Ended by SIGTERM only if the signal is not blocked in the child.
-    process->terminate();
-    EXPECT_TRUE(test::waitUntil([&] { return !process->isRunning(); }));
-}
-
-TEST_F(LaunchedSocatTest, ReleasedChildKeepsRunningAndIsReapedWhenItExits) {
     test::ChildProcessGuard guard(launch());
+    ::pthread_sigmask(SIG_SETMASK, &previous, nullptr);
+    ::close(leaked[0]);
+    ::close(leaked[1]);
     const auto pid = guard.pid();
     ASSERT_TRUE(listens(guard));
+
+    EXPECT_THAT(test::openDescriptorTargets(pid), Not(Contains(marker.string())));
+    for (const auto stream : {"0", "1", "2"}) {
+        EXPECT_EQ(fs::read_symlink("/proc/" + std::to_string(pid) + "/fd/" + stream),
+                  fs::read_symlink(std::string("/proc/self/fd/") + stream));
+    }
 
     guard.release().reset();
     EXPECT_TRUE(NetworkPortChecker().isListening("127.0.0.1", m_port));
     EXPECT_NE(test::processState(pid).value_or('Z'), 'Z');
+    // Ends by SIGTERM only if the signal is not blocked in the child.
     ASSERT_EQ(::kill(pid, SIGTERM), 0);
     EXPECT_TRUE(test::waitUntil([&] {
         ChildReaper::reapAdopted();

@@ -8,7 +8,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <set>
 
 namespace velquor {
@@ -160,16 +159,14 @@ TEST(SocatManagerLaunch, AChildThatEndsDuringStartFailsWithItsExitStatus) {
 
 // Our own child that cannot be signalled is forgotten all the same, and the failure kept.
 TEST_F(SocatManagerTest, AChildThatCannotBeSignalledIsForgottenAndReported) {
-    const std::vector<std::function<void(std::int32_t)>> stops = {
-        [&](std::int32_t) { m_manager->stop(); },
-        [&](std::int32_t pid) {
-            EXPECT_THAT(m_manager->stopProcesses(m_host, m_port), ElementsAre(pid));
-        },
-    };
-    for (const auto& stop : stops) {
+    for (const bool byPort : {false, true}) {
         const auto pid = m_manager->start(m_config, target);
         m_machine.foreign.insert(pid);
-        EXPECT_NO_THROW(stop(pid));
+        if (byPort) {
+            EXPECT_THAT(m_manager->stopProcesses(m_host, m_port), ElementsAre(pid));
+        } else {
+            EXPECT_NO_THROW(m_manager->stop());
+        }
         EXPECT_EQ(m_manager->trackedProcessIdentifier(), std::nullopt);
         EXPECT_EQ(m_manager->takeTerminationFailure(),
                   "terminating process " + std::to_string(pid) + ": Operation not permitted");
