@@ -30,7 +30,6 @@ const std::string listening = "socat 4711 user 5u IPv4 0x1234 0t0 TCP 127.0.0.1:
 const ListenerProcess socat{"socat", 4711};
 
 TEST(LsofListenerProbe, AppliesTheLineRules) {
-    const std::string wildcard = "socat 4711 u 5u IPv4 0x1 0t0 TCP *:18082 (LISTEN)";
     struct Case {
         std::string line, host;
         std::optional<ListenerProcess> listener; // by parse
@@ -41,9 +40,8 @@ TEST(LsofListenerProbe, AppliesTheLineRules) {
         {"socat\t4711  u 5u\tIPv4 0x1 0t0 TCP 127.0.0.1:18082 (LISTEN)", "127.0.0.1", socat, true},
         {"socat 4711 u 5u IPv4 0x1 0t0 TCP localhost:18082 (LISTEN)", "127.0.0.1", socat, true},
         // A wildcard listener is not the loopback forwarder; for other hosts no host test.
-        {wildcard, "127.0.0.1", std::nullopt, false},
-        {wildcard, "0.0.0.0", socat, true},
-        {wildcard, "::1", socat, true},
+        {"socat 4711 u 5u IPv4 0x1 0t0 TCP *:18082 (LISTEN)", "127.0.0.1", std::nullopt, false},
+        {"socat 4711 u 5u IPv4 0x1 0t0 TCP *:18082 (LISTEN)", "0.0.0.0", socat, true},
         {"socat 4711 u 6u IPv4 0x1 0t0 TCP 127.0.0.1:18082->127.0.0.1:5 (ESTABLISHED)", "127.0.0.1",
          std::nullopt, true},
         {"socat 4711 u 5u IPv4 0x1 0t0 TCP 127.0.0.1:180820 (LISTEN)", "127.0.0.1", socat, true},
@@ -66,8 +64,7 @@ TEST(LsofListenerProbe, AppliesTheLineRules) {
     }
 }
 
-// Stands in for lsof with a script: it records its arguments, prints the prepared output and
-// ends as told.
+// In lsof's place, a script that records its arguments, prints the output and ends as told.
 class FakeLsofTest : public ::testing::Test {
 protected:
     test::TemporaryDirectory m_dir;
@@ -114,9 +111,8 @@ TEST_F(FakeLsofTest, FindsNothingWhenLsofFailsOrPrintsNoText) {
 }
 
 TEST_F(FakeLsofTest, DropsTheLineCutByTheOutputLimit) {
-    // Two-byte characters, one of them cut by the limit: kept as it is, it would make the
-    // whole output unreadable. The output runs on to twice the limit, which must be read and
-    // dropped, or lsof would stall on a full pipe.
+    // Two-byte characters, one cut by the limit, would make the whole output unreadable. What
+    // runs on to twice the limit must be read and dropped, or lsof would stall on a full pipe.
     std::string output = listening + " \n"; // the space puts the limit inside a character
     while (output.size() <= 2 * 1024 * 1024) {
         output += "\xC3\xA9";

