@@ -114,7 +114,7 @@ TEST_F(SocatManagerTest, APortNotHeldByOurForwarderIsRefusedUntouched) {
         {"socat", nullptr, false, Status::occupiedByUnknownProcess("unknown", 0)},
     };
     for (const auto& [name, mark, probed, status] : cases) {
-        SCOPED_TRACE(name);
+        SCOPED_TRACE(name + (mark ? " marked" : "") + (probed ? "" : " without a probe"));
         test::FakeMachine machine;
         const auto manager =
             probed ? test::makeFakeSocatManager(machine)
