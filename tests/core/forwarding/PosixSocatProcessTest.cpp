@@ -2,21 +2,22 @@
 #include "core/forwarding/NetworkPortChecker.h"
 #include "core/forwarding/PosixProcessTerminator.h"
 #include "core/forwarding/PosixSocatProcessLauncher.h"
+#include "core/forwarding/ProcForwarderOwnershipChecker.h"
 #include "core/process/ChildReaper.h"
 #include "tests/support/ChildProcessGuard.h"
+#include "tests/support/LoopbackListener.h"
 #include "tests/support/Network.h"
 #include "tests/support/ProcessInspection.h"
-#include "tests/support/TemporaryDirectory.h"
 #include "tests/support/Wait.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cerrno>
+#include <chrono>
 #include <csignal>
-#include <fcntl.h>
 #include <fstream>
 #include <functional>
+#include <future>
 #include <pthread.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -29,21 +30,54 @@ using ::testing::Contains;
 using ::testing::Field;
 using ::testing::HasSubstr;
 using ::testing::Not;
+using ::testing::ThrowsMessage;
+
+// How fast the probe answers belongs to the benchmark; the deadline here only catches a hang.
+bool isListeningWithin(const std::string& host, std::int64_t port) {
+    auto answer = std::async(std::launch::async,
+                             [=] { return NetworkPortChecker().isListening(host, port); });
+    if (answer.wait_for(std::chrono::seconds(30)) != std::future_status::ready) {
+        ADD_FAILURE() << "the probe of " << host << ":" << port << " hung";
+    }
+    return answer.get();
+}
+
+TEST(NetworkPortChecker, SeesAListenerAndNothingWhereNoneAnswers) {
+    const test::LoopbackListener listener;
+    // With a backlog of 0 the kernel drops further handshakes; the connect would hang.
+    const test::LoopbackListener full(0);
+    ASSERT_TRUE(isListeningWithin("127.0.0.1", full.port()));
+    const std::tuple<std::string, std::int64_t, bool> cases[] = {
+        {"127.0.0.1", listener.port(), true},
+        // localhost may resolve to ::1 first, which refuses: the next address must be tried.
+        {"localhost", listener.port(), true},
+        {"localhost", test::freeTcpPort(), false},
+        {"127.0.0.1", 65536, false},
+        {"", listener.port(), false},
+    };
+    for (const auto& [host, port, listening] : cases) {
+        EXPECT_EQ(isListeningWithin(host, port), listening) << host << ":" << port;
+    }
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_FALSE(isListeningWithin("127.0.0.1", full.port()));
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(900))
+        << "gave up on an unanswered connect before its second";
+}
 
 // Starts socat forwarding a free port to another free port and waits until it listens.
 class LaunchedSocatTest : public ::testing::Test {
 protected:
     std::int64_t m_port = test::freeTcpPort();
 
-    std::unique_ptr<SocatProcess> launch() {
-        const SocatCommand command("/usr/bin/socat", "127.0.0.1", m_port,
-                                   TargetEndpoint("127.0.0.1", test::freeTcpPort()));
+    std::unique_ptr<SocatProcess> launch(const std::string& host = "127.0.0.1") {
+        const SocatCommand command("/usr/bin/socat", host, m_port,
+                                   TargetEndpoint(host, test::freeTcpPort()));
         return PosixSocatProcessLauncher().launch(command);
     }
     // Also tells a port that another program took in the meantime: socat then exits at once.
-    ::testing::AssertionResult listens(test::ChildProcessGuard& process) {
-        if (!test::waitUntil(
-                [&] { return NetworkPortChecker().isListening("127.0.0.1", m_port); })) {
+    ::testing::AssertionResult listens(test::ChildProcessGuard& process,
+                                       const std::string& host = "127.0.0.1") {
+        if (!test::waitUntil([&] { return NetworkPortChecker().isListening(host, m_port); })) {
             return ::testing::AssertionFailure() << "nothing listens on " << m_port;
         }
         if (!process->isRunning()) {
@@ -53,10 +87,16 @@ protected:
     }
 };
 
-TEST_F(LaunchedSocatTest, ListensIsFoundAsSocatAndEndsWhenTerminatedByIdentifier) {
+// The real socat, because the address syntax of the command is what it accepts, not what it
+// documents.
+TEST_F(LaunchedSocatTest, ListensOnABracketedIPv6Host) {
+    test::ChildProcessGuard process(launch("[::1]"));
+    EXPECT_TRUE(listens(process, "[::1]"));
+}
+
+TEST_F(LaunchedSocatTest, IsFoundAsOursAndEndsWhenTerminatedByIdentifier) {
     test::ChildProcessGuard process(launch());
     const auto pid = process.pid();
-    EXPECT_TRUE(process->isRunning());
     ASSERT_TRUE(listens(process));
 
     LsofListenerProbe probe(LsofListenerProbe::defaultLsofPath());
@@ -67,59 +107,67 @@ TEST_F(LaunchedSocatTest, ListensIsFoundAsSocatAndEndsWhenTerminatedByIdentifier
     EXPECT_THAT(probe.processes("127.0.0.1", m_port),
                 Contains(Field(&ListenerProcess::processIdentifier, pid)));
 
+    // Ours only while a socat holds the listen address or the wildcard.
+    const test::LoopbackListener notSocat; // held by this test program
+    const std::vector<std::tuple<std::int32_t, std::string, std::int64_t, bool>> cases = {
+        {pid, "127.0.0.1", m_port, true},
+        {pid, "localhost", m_port, true},
+        {pid, "0.0.0.0", m_port, true}, // a wildcard listen host covers every address
+        {pid, "[::]", m_port, true},
+        {pid, "127.0.0.2", m_port, false},
+        {pid, "::1", m_port, false},
+        {pid, "127.0.0.1", test::freeTcpPort(), false},
+        {pid, "", m_port, false},
+        {static_cast<std::int32_t>(::getpid()), "127.0.0.1", notSocat.port(), false},
+        {0, "127.0.0.1", m_port, false},
+        {-1, "127.0.0.1", m_port, false},
+    };
+    ProcForwarderOwnershipChecker checker;
+    for (const auto& [owner, host, port, owned] : cases) {
+        SCOPED_TRACE(std::to_string(owner) + " " + host + ":" + std::to_string(port));
+        const auto identity = checker.forwarderIdentity(owner, host, port);
+        EXPECT_EQ(identity.has_value(), owned);
+        EXPECT_TRUE(!identity || identity->processIdentifier == owner);
+    }
+    const auto identity = checker.forwarderIdentity(pid, "127.0.0.1", m_port);
+    ASSERT_TRUE(identity);
+    EXPECT_TRUE(checker.isStillForwarder(*identity));
+    // What a reused identifier looks like: the same number, another start time.
+    EXPECT_FALSE(checker.isStillForwarder({pid, identity->startTime + 1}));
+
     PosixProcessTerminator().terminate(pid);
     EXPECT_TRUE(test::waitUntil([&] { return !process->isRunning(); }));
     EXPECT_EQ(test::processState(pid), std::nullopt) << "not reaped";
-    EXPECT_EQ(::waitpid(pid, nullptr, WNOHANG), -1);
-    EXPECT_EQ(errno, ECHILD);
+    EXPECT_FALSE(checker.isStillForwarder(*identity));
     EXPECT_NO_THROW(process->terminate()) << "signalled a reaped identifier";
 }
 
-// A service with a signal-handling thread blocks SIGTERM elsewhere; socat must not inherit it.
-class BlockedTermination {
-public:
-    BlockedTermination() {
-        sigset_t set;
-        sigemptyset(&set);
-        sigaddset(&set, SIGTERM);
-        ::pthread_sigmask(SIG_BLOCK, &set, &m_previous);
-    }
-    ~BlockedTermination() { ::pthread_sigmask(SIG_SETMASK, &m_previous, nullptr); }
-
-private:
-    sigset_t m_previous;
-};
-
-TEST_F(LaunchedSocatTest, ChildGetsOurStandardStreamsButNoOtherDescriptorOrBlockedSignal) {
-    test::TemporaryDirectory dir;
-    const auto marker = dir / "inherited-marker";
-    std::ofstream(marker) << "x";
-    const int leaked = ::open(marker.c_str(), O_RDONLY); // deliberately without O_CLOEXEC
-    ASSERT_GE(leaked, 0);
-    const BlockedTermination blocked;
-    test::ChildProcessGuard process(launch());
-    ::close(leaked);
-    ASSERT_TRUE(listens(process));
-
-    const auto childFd = "/proc/" + std::to_string(process.pid()) + "/fd/";
-    EXPECT_THAT(test::openDescriptorTargets(process.pid()), Not(Contains(marker.string())));
-    for (const auto stream : {"0", "1", "2"}) {
-        EXPECT_EQ(fs::read_symlink(childFd + stream),
-                  fs::read_symlink(std::string("/proc/self/fd/") + stream));
-    }
-    // Ended by SIGTERM only if the signal is not blocked in the child.
-    process->terminate();
-    EXPECT_TRUE(test::waitUntil([&] { return !process->isRunning(); }, std::chrono::seconds(30)));
-}
-
-TEST_F(LaunchedSocatTest, ReleasedChildKeepsRunningAndIsReapedWhenItExits) {
+TEST_F(LaunchedSocatTest, ChildHasOnlyOurStandardStreamsAndOnceReleasedIsReapedWhenItExits) {
+    int leaked[2];
+    ASSERT_EQ(::pipe(leaked), 0); // deliberately without O_CLOEXEC
+    const auto marker = fs::read_symlink("/proc/self/fd/" + std::to_string(leaked[0]));
+    // A service with a signal-handling thread blocks SIGTERM elsewhere; socat must not inherit it.
+    sigset_t termination, previous;
+    sigemptyset(&termination);
+    sigaddset(&termination, SIGTERM);
+    ::pthread_sigmask(SIG_BLOCK, &termination, &previous);
     test::ChildProcessGuard guard(launch());
+    ::pthread_sigmask(SIG_SETMASK, &previous, nullptr);
+    ::close(leaked[0]);
+    ::close(leaked[1]);
     const auto pid = guard.pid();
     ASSERT_TRUE(listens(guard));
+
+    EXPECT_THAT(test::openDescriptorTargets(pid), Not(Contains(marker.string())));
+    for (const auto stream : {"0", "1", "2"}) {
+        EXPECT_EQ(fs::read_symlink("/proc/" + std::to_string(pid) + "/fd/" + stream),
+                  fs::read_symlink(std::string("/proc/self/fd/") + stream));
+    }
 
     guard.release().reset();
     EXPECT_TRUE(NetworkPortChecker().isListening("127.0.0.1", m_port));
     EXPECT_NE(test::processState(pid).value_or('Z'), 'Z');
+    // Ends by SIGTERM only if the signal is not blocked in the child.
     ASSERT_EQ(::kill(pid, SIGTERM), 0);
     EXPECT_TRUE(test::waitUntil([&] {
         ChildReaper::reapAdopted();
@@ -129,15 +177,11 @@ TEST_F(LaunchedSocatTest, ReleasedChildKeepsRunningAndIsReapedWhenItExits) {
 }
 
 TEST(PosixSocatProcessLauncher, FailsNamingAProgramThatCannotBeLaunched) {
-    auto command = SocatCommand("/nonexistent/socat", "127.0.0.1", test::freeTcpPort(),
-                                TargetEndpoint("127.0.0.1", 3260));
-    try {
-        PosixSocatProcessLauncher().launch(command);
-        FAIL() << "launched";
-    } catch (const std::system_error& error) {
-        EXPECT_EQ(error.code(), std::errc::no_such_file_or_directory);
-        EXPECT_THAT(error.what(), HasSubstr("launching /nonexistent/socat"));
-    }
+    const SocatCommand command("/nonexistent/socat", "127.0.0.1", test::freeTcpPort(),
+                               TargetEndpoint("127.0.0.1", 3260));
+    EXPECT_THAT([&] { PosixSocatProcessLauncher().launch(command); },
+                ThrowsMessage<std::system_error>(
+                    HasSubstr("launching /nonexistent/socat: No such file or directory")));
 }
 
 TEST(PosixProcessTerminator, TreatsAProcessThatIsGoneAsTerminated) {
@@ -175,9 +219,7 @@ TEST(ProcessSignalling, IdentifiersThatNameProcessGroupsAreNeverSignalled) {
             attempt();
         }
         int status = -1;
-        const bool ended =
-            test::waitUntil([&] { return ::waitpid(child, &status, WNOHANG) == child; });
-        if (!ended) {
+        if (!test::waitUntil([&] { return ::waitpid(child, &status, WNOHANG) == child; })) {
             ::kill(child, SIGKILL);
             ::waitpid(child, &status, 0);
         }
