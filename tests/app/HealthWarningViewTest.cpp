@@ -5,79 +5,19 @@
 #include "VelquorApp/MainWindowView/StatusPage.h"
 #include "VelquorApp/MenuBarView/MenuBarView.h"
 #include "VelquorApp/VelquorApp/VelquorApp.h"
-#include "tests/app/AppHarness.h"
 #include "tests/app/RecordingNotifier.h"
 #include "tests/app/Screenshots.h"
+#include "tests/app/TransientStatusController.h"
 
 #include <QProcess>
 #include <QSignalSpy>
 #include <QSystemTrayIcon>
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <mutex>
-#include <utility>
-
 namespace velquor {
 namespace {
 
 using test::waitFor;
-
-// A real controller over the harness's doubles whose snapshots carry what the test sets: a
-// health warning, or a forwarder process of ours. Counts the health checks the view model asks
-// for.
-class ReportingController : public ServiceController {
-public:
-    static std::shared_ptr<ReportingController> over(test::AppHarness& harness) {
-        return std::make_shared<ReportingController>(
-            ConfigStore(harness.configFile), LogManager(harness.logFile),
-            std::make_unique<test::ScriptedResolver>(harness.discovery),
-            test::makeFakeSocatManager(harness.machine));
-    }
-    using ServiceController::ServiceController;
-
-    // The warning comes with the change that raised it.
-    void report(std::optional<HealthWarning> warning, std::optional<std::int32_t> process) {
-        const std::lock_guard lock(m_mutex);
-        m_warning = std::move(warning);
-        m_process = process;
-        if (m_warning) {
-            m_change = HealthTrend::Change{HealthTrend::Change::Kind::warning,
-                                           "WARNING: ", m_warning->failures};
-        }
-    }
-    int healthChecks() const { return m_healthChecks; }
-
-    ServiceSnapshot load(bool startIfConfigured) override {
-        return edited(ServiceController::load(startIfConfigured));
-    }
-    ServiceSnapshot refreshRuntimeStatus() override {
-        return edited(ServiceController::refreshRuntimeStatus());
-    }
-    ServiceSnapshot healthCheck() override {
-        ++m_healthChecks;
-        return edited(ServiceController::healthCheck());
-    }
-    ServiceSnapshot checkNow() override { return edited(ServiceController::checkNow()); }
-
-private:
-    ServiceSnapshot edited(ServiceSnapshot snapshot) {
-        const std::lock_guard lock(m_mutex);
-        snapshot.healthWarning = m_warning;
-        snapshot.healthChange = std::exchange(m_change, std::nullopt);
-        if (m_process) {
-            snapshot.processIdentifier = m_process;
-            snapshot.socatRuntimeStatus = SocatRuntimeStatus::trackedSocat(*m_process);
-        }
-        return snapshot;
-    }
-
-    mutable std::mutex m_mutex;
-    std::optional<HealthWarning> m_warning;
-    std::optional<std::int32_t> m_process;
-    std::optional<HealthTrend::Change> m_change;
-    std::atomic<int> m_healthChecks{0};
-};
 
 HealthWarning targetRefusing() {
     HealthWarning warning;
@@ -90,7 +30,8 @@ HealthWarning targetRefusing() {
 class HealthWarningViewTest : public ::testing::Test {
 protected:
     test::AppHarness m_harness;
-    std::shared_ptr<ReportingController> m_controller = ReportingController::over(m_harness);
+    std::shared_ptr<test::TransientStatusController> m_controller =
+        test::TransientStatusController::over(m_harness);
     std::unique_ptr<VelquorApp> m_app;
 
     AppViewModel& open() {
@@ -99,40 +40,36 @@ protected:
         EXPECT_TRUE(loaded.wait(30000));
         return m_app->viewModel();
     }
+
+    // The next check reports the warning, or none; true once the view model shows that.
+    bool warn(AppViewModel& model, bool on) {
+        m_controller->report(on ? std::optional(targetRefusing()) : std::nullopt, std::nullopt);
+        model.checkNow();
+        return waitFor([&] { return model.healthWarningText().isEmpty() != on; });
+    }
 };
 
 TEST_F(HealthWarningViewTest, AWarningIsOnBothPagesInTheTrayAndGoesWithIt) {
     auto& model = open();
-    m_controller->report(targetRefusing(), std::nullopt);
-    model.checkNow();
-    ASSERT_TRUE(waitFor([&] { return !model.healthWarningText().isEmpty(); }));
+    ASSERT_TRUE(warn(model, true));
     EXPECT_NE(model.healthWarningText().indexOf(QStringLiteral("10.0.0.9:3260")), -1);
     const auto line = HealthWarningLine::lineText(model.healthWarningText());
 
-    QWidget host;
-    host.resize(760, 900);
-    auto* status = new StatusPage(model, &host);
-    status->resize(760, 900);
-    host.show();
-    QCoreApplication::processEvents();
-    auto* statusLine = status->findChild<QLabel*>(QStringLiteral("healthWarningLine"));
-    ASSERT_NE(statusLine, nullptr);
-    EXPECT_TRUE(statusLine->isVisible());
-    EXPECT_EQ(statusLine->text(), line);
-    test::saveScreenshot(host, QStringLiteral("status-page-health-warning.png"));
-    delete status;
-
-    auto* settings = new SettingsPage(model, &host);
-    settings->resize(760, 900);
-    settings->show();
-    QCoreApplication::processEvents();
-    auto* panelLine =
-        settings->statusPanel().findChild<QLabel*>(QStringLiteral("healthWarningLine"));
-    ASSERT_NE(panelLine, nullptr);
-    EXPECT_TRUE(panelLine->isVisible());
-    EXPECT_TRUE(settings->statusPanel().lastErrorMetric().isVisible())
+    StatusPage status(model);
+    SettingsPage settings(model);
+    const std::pair<QWidget*, const char*> pages[] = {{&status, "status"}, {&settings, "settings"}};
+    for (const auto& [page, name] : pages) {
+        page->resize(760, 900);
+        page->show();
+        QCoreApplication::processEvents();
+        auto* shown = page->findChild<QLabel*>(QStringLiteral("healthWarningLine"));
+        ASSERT_NE(shown, nullptr) << name;
+        EXPECT_TRUE(shown->isVisible()) << name;
+        EXPECT_EQ(shown->text(), line) << name;
+        test::saveScreenshot(*page, QStringLiteral("%1-page-health-warning.png").arg(name));
+    }
+    EXPECT_TRUE(settings.statusPanel().lastErrorMetric().isVisible())
         << "the warning is beside the last error, not in its place";
-    test::saveScreenshot(host, QStringLiteral("settings-page-health-warning.png"));
 
     EXPECT_EQ(m_app->trayIcon().toolTip(), QStringLiteral("Qarvex · 已停止\n") + line);
     EXPECT_TRUE(m_app->menu().actions().contains(&m_app->menu().warningLine()));
@@ -143,10 +80,11 @@ TEST_F(HealthWarningViewTest, AWarningIsOnBothPagesInTheTrayAndGoesWithIt) {
     test::saveScreenshot(m_app->menu(), QStringLiteral("tray-menu-health-warning.png"));
     m_app->menu().hide();
 
-    m_controller->report(std::nullopt, std::nullopt);
-    model.checkNow();
-    ASSERT_TRUE(waitFor([&] { return model.healthWarningText().isEmpty(); }));
-    EXPECT_FALSE(panelLine->isVisible());
+    ASSERT_TRUE(warn(model, false));
+    for (const auto& [page, name] : pages) {
+        EXPECT_FALSE(page->findChild<QLabel*>(QStringLiteral("healthWarningLine"))->isVisible())
+            << name;
+    }
     EXPECT_EQ(m_app->trayIcon().toolTip(), QStringLiteral("Qarvex · 已停止"));
     EXPECT_FALSE(m_app->menu().actions().contains(&m_app->menu().warningLine()));
 }
@@ -157,22 +95,15 @@ TEST_F(HealthWarningViewTest, TheWarningIsNotifiedUntilTheSwitchIsSavedOff) {
                        std::make_unique<test::RecordingNotifier>(shown));
     QSignalSpy loaded(&model, &AppViewModel::loaded);
     ASSERT_TRUE(loaded.wait(30000));
-    const auto raise = [&] {
-        m_controller->report(targetRefusing(), std::nullopt);
-        model.checkNow();
-        return waitFor([&] { return !model.healthWarningText().isEmpty(); });
-    };
-    ASSERT_TRUE(raise());
+    ASSERT_TRUE(warn(model, true));
     ASSERT_EQ(shown.size(), 1u);
     EXPECT_EQ(shown[0], DesktopNotification::warning(targetRefusing()));
 
     model.setDesktopNotifications(false);
     model.saveSettings();
     ASSERT_TRUE(waitFor([&] { return !m_harness.storedConfig().desktopNotifications; }));
-    m_controller->report(std::nullopt, std::nullopt);
-    model.checkNow();
-    ASSERT_TRUE(waitFor([&] { return model.healthWarningText().isEmpty(); }));
-    ASSERT_TRUE(raise());
+    ASSERT_TRUE(warn(model, false));
+    ASSERT_TRUE(warn(model, true));
     EXPECT_EQ(shown.size(), 1u);
 }
 

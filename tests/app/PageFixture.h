@@ -3,6 +3,8 @@
 #include "tests/app/AppHarness.h"
 #include "tests/app/TransientStatusController.h"
 
+#include <QApplication>
+#include <QPalette>
 #include <QVBoxLayout>
 #include <QWidget>
 #include <gtest/gtest.h>
@@ -33,6 +35,32 @@ protected:
         m_page = new Page(*m_model, m_host.get());
         layout->addWidget(m_page);
     }
+
+    void buildShown(QSize hostSize) {
+        build(hostSize);
+        m_host->show();
+        QCoreApplication::processEvents();
+    }
+
+    // Switches the application to a dark palette, as a desktop's dark theme would; the light one
+    // is put back however the test ends.
+    static QPalette switchToDark() {
+        QPalette dark(QColor(53, 53, 53), QColor(42, 42, 42));
+        for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText}) {
+            dark.setColor(role, QColor(235, 235, 235));
+        }
+        dark.setColor(QPalette::Base, QColor(30, 30, 30));
+        dark.setColor(QPalette::PlaceholderText, QColor(235, 235, 235, 128));
+        dark.setColor(QPalette::Highlight, QColor(42, 130, 218));
+        dark.setColor(QPalette::HighlightedText, Qt::white);
+        QApplication::setPalette(dark);
+        return dark;
+    }
+
+    ~PageFixture() override { QApplication::setPalette(m_lightPalette); }
+
+private:
+    QPalette m_lightPalette = QApplication::palette();
 };
 
 } // namespace velquor::test

@@ -1,16 +1,26 @@
 #pragma once
 
+#include <QCoreApplication>
+#include <QDir>
 #include <QImage>
-#include <QString>
-
-class QWidget;
+#include <QWidget>
+#include <gtest/gtest.h>
 
 namespace velquor::test {
 
 // Screenshots go under the build tree, beside the test binary, for a person to look at.
-QString screenshotPath(const QString& fileName);
+inline void saveScreenshot(const QImage& image, const QString& fileName) {
+    const auto folder = QCoreApplication::applicationDirPath() + QStringLiteral("/screenshots");
+    QDir().mkpath(folder);
+    const auto path = folder + QLatin1Char('/') + fileName;
+    EXPECT_TRUE(image.save(path)) << path.toStdString();
+}
+
 // Saves the widget as it is drawn now; returns the image for further checks.
-QImage saveScreenshot(QWidget& widget, const QString& fileName);
-void saveScreenshot(const QImage& image, const QString& fileName);
+inline QImage saveScreenshot(QWidget& widget, const QString& fileName) {
+    auto image = widget.grab().toImage();
+    saveScreenshot(image, fileName);
+    return image;
+}
 
 } // namespace velquor::test

@@ -9,14 +9,37 @@ std::shared_ptr<TransientStatusController> TransientStatusController::over(AppHa
         makeFakeSocatManager(harness.machine));
 }
 
-void TransientStatusController::reportOnCheck(std::optional<ServiceStatus> status) {
-    m_reported = status ? static_cast<int>(*status) : none;
+void TransientStatusController::reportStatus(std::optional<ServiceStatus> status) {
+    const std::lock_guard lock(m_mutex);
+    m_status = status;
 }
 
-ServiceSnapshot TransientStatusController::checkNow() {
-    auto snapshot = ServiceController::checkNow();
-    if (const int reported = m_reported; reported != none) {
-        snapshot.status = static_cast<ServiceStatus>(reported);
+void TransientStatusController::report(std::optional<HealthWarning> warning,
+                                       std::optional<std::int32_t> process) {
+    const std::lock_guard lock(m_mutex);
+    m_warning = std::move(warning);
+    m_process = process;
+    if (m_warning) {
+        m_change = HealthTrend::Change{HealthTrend::Change::Kind::warning,
+                                       "WARNING: ", m_warning->failures};
+    }
+}
+
+// Only what the test set replaces what the controller found.
+ServiceSnapshot TransientStatusController::edited(ServiceSnapshot snapshot) {
+    const std::lock_guard lock(m_mutex);
+    if (m_status) {
+        snapshot.status = *m_status;
+    }
+    if (m_warning) {
+        snapshot.healthWarning = m_warning;
+    }
+    if (m_change) {
+        snapshot.healthChange = std::exchange(m_change, std::nullopt);
+    }
+    if (m_process) {
+        snapshot.processIdentifier = m_process;
+        snapshot.socatRuntimeStatus = SocatRuntimeStatus::trackedSocat(*m_process);
     }
     return snapshot;
 }
@@ -36,10 +59,10 @@ bool reachStatus(AppViewModel& model, AppHarness& harness, TransientStatusContro
     case ServiceStatus::starting:
     case ServiceStatus::stopping:
     case ServiceStatus::checking: {
-        controller.reportOnCheck(status);
+        controller.reportStatus(status);
         model.checkNow();
         const bool reported = waitFor([&] { return model.serviceStatus() == status; });
-        controller.reportOnCheck(std::nullopt);
+        controller.reportStatus(std::nullopt);
         return reported;
     }
     }
