@@ -1,5 +1,7 @@
 #include "VelquorApp/Notifications/ThrottledNotifier.h"
 
+#include "tests/app/RecordingNotifier.h"
+
 #include <gtest/gtest.h>
 
 #include <vector>
@@ -9,13 +11,6 @@ namespace {
 
 using namespace std::chrono_literals;
 using Kind = DesktopNotification::Kind;
-
-struct RecordingNotifier : DesktopNotifying {
-    std::vector<Kind> shown;
-    void notify(const DesktopNotification& notification) override {
-        shown.push_back(notification.kind);
-    }
-};
 
 struct Offer {
     std::chrono::seconds at;
@@ -32,17 +27,19 @@ TEST(ThrottledNotifier, ShowsAtMostOneNotificationOfEachKindPerMinute) {
         {119s, Kind::warning, false},    {120s, Kind::warning, true},
         {600s, Kind::targetMoved, true}, {601s, Kind::targetMoved, false},
     };
-    auto now = ThrottledNotifier::Clock::time_point{} + 1h;
-    const auto start = now;
-    auto recorder = std::make_unique<RecordingNotifier>();
-    const auto& shown = recorder->shown;
-    ThrottledNotifier notifier(std::move(recorder), [&now] { return now; });
-    std::vector<Kind> expected;
+    const auto start = ThrottledNotifier::Clock::time_point{} + 1h;
+    auto now = start;
+    std::vector<DesktopNotification> shown;
+    std::vector<DesktopNotification> expected;
+    ThrottledNotifier notifier(std::make_unique<test::RecordingNotifier>(shown),
+                               [&now] { return now; });
     for (const auto& offer : offers) {
         now = start + offer.at;
-        notifier.notify({offer.kind, QStringLiteral("t"), QStringLiteral("b")});
+        const DesktopNotification notification{offer.kind, QStringLiteral("t"),
+                                               QStringLiteral("b")};
+        notifier.notify(notification);
         if (offer.shown) {
-            expected.push_back(offer.kind);
+            expected.push_back(notification);
         }
         EXPECT_EQ(shown, expected) << "at " << offer.at.count() << " s";
     }
