@@ -6,6 +6,7 @@
 #include "VelquorApp/MenuBarView/MenuBarView.h"
 #include "VelquorApp/Symbols/SymbolIcon.h"
 #include "VelquorApp/VelquorApp/SingleInstance.h"
+#include "VelquorApp/VelquorApp/TerminationSignals.h"
 #include "tests/app/AppHarness.h"
 #include "tests/app/Screenshots.h"
 #include "tests/app/StatusLooks.h"
@@ -19,6 +20,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <future>
 #include <unistd.h>
 
@@ -218,6 +220,16 @@ TEST(SingleInstanceTest, WhereItCannotListenItStillRunsAndSaysWhy) {
     SingleInstance instance(QStringLiteral("/nonexistent-folder/velquor-test"));
     EXPECT_TRUE(instance.claim()) << "not taken for another instance";
     EXPECT_FALSE(instance.listenError().isEmpty());
+}
+
+TEST(TerminationSignalsTest, EachSignalArrivesOnTheMainThreadInsteadOfEndingTheProcess) {
+    TerminationSignals termination;
+    QSignalSpy received(&termination, &TerminationSignals::received);
+    for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
+        ASSERT_EQ(::raise(number), 0);
+        ASSERT_TRUE(received.wait(30000)) << number;
+        EXPECT_EQ(received.takeFirst().at(0).toInt(), number);
+    }
 }
 
 } // namespace

@@ -1,5 +1,5 @@
 #include "VelquorApp/AppViewModel/HealthNotices.h"
-
+#include "VelquorApp/Notifications/ThrottledNotifier.h"
 #include "tests/app/RecordingNotifier.h"
 
 #include <gtest/gtest.h>
@@ -9,6 +9,7 @@
 namespace velquor {
 namespace {
 
+using namespace std::chrono_literals;
 using Kind = DesktopNotification::Kind;
 using Cause = HealthNotices::Cause;
 using Change = HealthTrend::Change::Kind;
@@ -39,24 +40,15 @@ ServiceSnapshot snapshotOf(const Step& step, bool notificationsOn) {
     return snapshot;
 }
 
-Step changed(Change change) {
-    Step step;
-    step.change = change;
-    return step;
-}
-
-Step failed(Cause cause) {
-    Step step;
-    step.cause = cause;
-    step.status = ServiceStatus::failed;
-    return step;
-}
+constexpr auto running = ServiceStatus::running;
+constexpr auto failed = ServiceStatus::failed;
+const Step warned{Cause::other, running, std::nullopt, Change::warning, false};
+const Step recovered{Cause::other, running, std::nullopt, Change::recovery, false};
+const Step failedCheck{Cause::other, failed, std::nullopt, std::nullopt, false};
+const Step failedStart{Cause::start, failed, std::nullopt, std::nullopt, false};
 
 Step at(const char* host, bool silenced = false) {
-    Step step;
-    step.currentTarget = TargetEndpoint(host, 3260);
-    step.silenced = silenced;
-    return step;
+    return {Cause::other, running, TargetEndpoint(host, 3260), std::nullopt, silenced};
 }
 
 struct Case {
@@ -66,12 +58,8 @@ struct Case {
 };
 
 const std::vector<Case> cases = {
-    {"AWarningOnceThenRecovery",
-     {changed(Change::warning), Step(), changed(Change::recovery)},
-     {Kind::warning, Kind::recovery}},
-    {"AFailedStartButNoFailedCheck",
-     {failed(Cause::other), failed(Cause::start)},
-     {Kind::startFailed}},
+    {"AWarningOnceThenRecovery", {warned, Step(), recovered}, {Kind::warning, Kind::recovery}},
+    {"AFailedStartButNoFailedCheck", {failedCheck, failedStart}, {Kind::startFailed}},
     // The first target is no move; a move while silenced is not reported when switched on again.
     {"AMovedTarget",
      {at("10.0.0.1"), at("10.0.0.1"), Step(), at("10.0.0.2"), at("10.0.0.3", true), at("10.0.0.3")},
@@ -98,6 +86,39 @@ TEST_P(HealthNoticesTest, SnapshotsInNotificationsOut) {
 
 INSTANTIATE_TEST_SUITE_P(, HealthNoticesTest, ::testing::ValuesIn(cases),
                          [](const auto& info) { return std::string(info.param.name); });
+
+struct Offer {
+    std::chrono::seconds at;
+    Kind kind;
+    bool shown;
+};
+
+TEST(ThrottledNotifier, ShowsAtMostOneNotificationOfEachKindPerMinute) {
+    const std::vector<Offer> offers = {
+        {0s, Kind::warning, true},       {1s, Kind::recovery, true},
+        {2s, Kind::startFailed, true},   {3s, Kind::targetMoved, true},
+        {30s, Kind::warning, false},     {59s, Kind::recovery, false},
+        {60s, Kind::warning, true},      {61s, Kind::recovery, true},
+        {119s, Kind::warning, false},    {120s, Kind::warning, true},
+        {600s, Kind::targetMoved, true}, {601s, Kind::targetMoved, false},
+    };
+    const auto start = ThrottledNotifier::Clock::time_point{} + 1h;
+    auto now = start;
+    std::vector<DesktopNotification> shown;
+    std::vector<DesktopNotification> expected;
+    ThrottledNotifier notifier(std::make_unique<test::RecordingNotifier>(shown),
+                               [&now] { return now; });
+    for (const auto& offer : offers) {
+        now = start + offer.at;
+        const DesktopNotification notification{offer.kind, QStringLiteral("t"),
+                                               QStringLiteral("b")};
+        notifier.notify(notification);
+        if (offer.shown) {
+            expected.push_back(notification);
+        }
+        EXPECT_EQ(shown, expected) << "at " << offer.at.count() << " s";
+    }
+}
 
 } // namespace
 } // namespace velquor
