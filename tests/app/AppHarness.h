@@ -2,12 +2,12 @@
 
 #include "VelquorApp/AppViewModel/AppViewModel.h"
 #include "tests/support/FakeForwarding.h"
+#include "tests/support/Files.h"
 #include "tests/support/ScriptedResolver.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <QTest>
 
-#include <array>
 #include <functional>
 #include <memory>
 
@@ -17,17 +17,23 @@ namespace velquor::test {
 // whose files live in a temporary folder.
 class AppHarness {
 public:
-    AppHarness();
     ~AppHarness();
 
-    // Builds the controller and the view model, and waits until loading has finished.
+    // Builds the view model (by default over a plain controller) and waits until loading has
+    // finished.
     AppViewModel& start(std::shared_ptr<ServiceController> controller = nullptr);
-    std::shared_ptr<ServiceController> makeController();
 
-    AppViewModel& model() { return *m_model; }
+    template <class Controller = ServiceController> std::shared_ptr<Controller> makeController() {
+        return std::make_shared<Controller>(ConfigStore(configFile), LogManager(logFile),
+                                            std::make_unique<ScriptedResolver>(discovery),
+                                            makeFakeSocatManager(machine));
+    }
+
     // The application's surroundings, all inside the temporary folder.
-    AppEnvironment environment() const;
-    std::string logText() const;
+    AppEnvironment environment() const {
+        return AppEnvironment{autostartFolder, folder / "logs", "/usr/bin/socat"};
+    }
+    std::string logText() const { return readFile(logFile); }
     void writeConfig(const std::function<void(ForwarderConfig&)>& edit);
     ForwarderConfig storedConfig() const;
 
@@ -42,16 +48,14 @@ private:
     std::unique_ptr<AppViewModel> m_model;
 };
 
-inline constexpr std::array allServiceStatuses = {ServiceStatus::stopped, ServiceStatus::starting,
-                                                  ServiceStatus::running, ServiceStatus::stopping,
-                                                  ServiceStatus::failed,  ServiceStatus::checking};
-
 // The status's name in the code, for test and screenshot names.
 inline QString statusName(ServiceStatus status) {
     return QString::fromLatin1(serviceStatusName(status));
 }
 
 // Runs the event loop until the condition holds; false when the deadline passed first.
-bool waitFor(const std::function<bool()>& condition, int milliseconds = 30000);
+inline bool waitFor(const std::function<bool()>& condition, int milliseconds = 30000) {
+    return QTest::qWaitFor(condition, milliseconds);
+}
 
 } // namespace velquor::test
