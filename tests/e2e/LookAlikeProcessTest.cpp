@@ -3,22 +3,13 @@
 // another address of the same port. The real manager must leave every one of them alone, while
 // it does end its own socat and that socat's forked children.
 #include "core/forwarding/LsofListenerProbe.h"
-#include "core/forwarding/NetworkPortChecker.h"
 #include "core/forwarding/PosixProcessTerminator.h"
 #include "core/forwarding/PosixSocatProcessLauncher.h"
 #include "core/forwarding/ProcForwarderOwnershipChecker.h"
 #include "core/forwarding/SocatManager.h"
-#include "support/harness/ChildProcess.h"
-#include "tests/support/LoopbackListener.h"
-#include "tests/support/Network.h"
-#include "tests/support/ProcessInspection.h"
-#include "tests/support/TemporaryDirectory.h"
-#include "tests/support/Wait.h"
+#include "tests/e2e/WholeSystem.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <csignal>
 
 namespace velquor::test {
 namespace {
@@ -44,43 +35,37 @@ std::int32_t awaitChildOf(std::int32_t parent) {
     return children.empty() ? -1 : children.front();
 }
 
-class LookAlikeProcessTest : public ::testing::TestWithParam<std::pair<std::string, std::string>> {
+// The fixture's clean-up also ends whatever socat the manager left listening on the port.
+class LookAlikeProcessTest
+    : public QarvexdTest,
+      public ::testing::WithParamInterface<std::pair<std::string, std::string>> {
 protected:
     void SetUp() override {
-        if (!fs::exists(socatPath) || !fs::exists(LsofListenerProbe::defaultLsofPath())) {
-            GTEST_SKIP() << "socat and lsof are needed";
-        }
-        fs::copy_file(socatPath, m_lookAlikePath);
-        fs::permissions(m_lookAlikePath, fs::perms::owner_all);
-    }
-
-    // Releasing the manager leaves its child running; a failed test must not.
-    void TearDown() override {
-        if (const auto pid = m_manager.trackedProcessIdentifier()) {
-            ::kill(*pid, SIGKILL);
+        QarvexdTest::SetUp();
+        if (!IsSkipped()) {
+            fs::copy_file(socatPath, m_lookAlikePath);
         }
     }
 
+    // The target's backlog holds the relays' connections, so they stay up.
     std::vector<std::string> relay(const std::string& host) const {
-        return {"TCP-LISTEN:" + std::to_string(m_port) + ",bind=" + host + ",reuseaddr,fork",
+        return {"TCP-LISTEN:" + std::to_string(m_listenPort) + ",bind=" + host + ",reuseaddr,fork",
                 "TCP:127.0.0.1:" + std::to_string(m_target.port())};
     }
 
     // A socat connected to the port, which its listener serves with a forked child.
     std::unique_ptr<harness::ChildProcess> connectClient() const {
-        return run(socatPath, {"-u", "TCP:" + m_host + ":" + std::to_string(m_port), "/dev/null"});
+        return run(socatPath,
+                   {"-u", "TCP:" + m_host + ":" + std::to_string(m_listenPort), "/dev/null"});
     }
 
     bool listens(const std::string& host) const {
-        return NetworkPortChecker().isListening(host, m_port);
+        return NetworkPortChecker().isListening(host, m_listenPort);
     }
 
     const std::string m_host = GetParam().first;
     const std::string m_otherHost = GetParam().second;
-    TemporaryDirectory m_folder;
-    fs::path m_lookAlikePath = m_folder / "mysocatd";
-    LoopbackListener m_target; // connections wait in its backlog, so relays stay up
-    std::int64_t m_port = freeTcpPort();
+    fs::path m_lookAlikePath = m_home / "mysocatd";
     SocatManager m_manager{
         socatPath,
         std::make_unique<NetworkPortChecker>(),
@@ -101,7 +86,7 @@ TEST_P(LookAlikeProcessTest, OnlyOurOwnSocatAndItsForkedChildrenAreSignalled) {
 
     auto config = ForwarderConfig::defaults();
     config.listenHost = m_host;
-    config.listenPort = m_port;
+    config.listenPort = m_listenPort;
     const TargetEndpoint target("127.0.0.1", m_target.port());
     EXPECT_THROW(m_manager.start(config, target), SocatManagerError);
     for (const auto pid :
@@ -118,7 +103,8 @@ TEST_P(LookAlikeProcessTest, OnlyOurOwnSocatAndItsForkedChildrenAreSignalled) {
     const harness::ChildProcess ourChild(awaitChildOf(ours));
 
     // Also the children that served the port checks, should they still be on their way out.
-    EXPECT_THAT(m_manager.stopProcesses(m_host, m_port), IsSupersetOf({ours, ourChild.pid()}));
+    EXPECT_THAT(m_manager.stopProcesses(m_host, m_listenPort),
+                IsSupersetOf({ours, ourChild.pid()}));
     ourClient.reset();
     EXPECT_TRUE(waitUntil([&] { return !isAlive(ours) && !isAlive(ourChild.pid()); }));
     for (const auto pid : {neighbour->pid(), client->pid(), lookAlikeChild.pid()}) {

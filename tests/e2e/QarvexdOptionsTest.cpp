@@ -34,9 +34,8 @@ TEST(QarvexdOptions, HelpAndVersionAnswerOnStandardOutputAnythingElseIsAUsageErr
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(::testing::PrintToString(c.arguments));
-        // In a home of its own, so that a qarvexd that took an option for a start runs nowhere
-        // near the user's settings; the runner's deadline ends it then. The runner keeps
-        // standard output only.
+        // A qarvexd that took an option for a start runs in a home of its own until the runner's
+        // deadline. The runner keeps standard output only, so standard error goes to a file.
         const TemporaryDirectory home;
         std::vector<std::string> all = {
             "-c", "HOME=\"$0\" exec '" + std::string(QARVEXD_PATH) + "' \"$@\" 2>\"$0/err\"",

@@ -12,7 +12,6 @@ namespace {
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 using harness::IscsiTarget;
-using harness::SystemTool;
 
 using WholeSystemTest = QarvexdTest;
 
@@ -33,7 +32,7 @@ protected:
 
     // What iscsi-inq prints for LUN 1 of the target through the listen port; throws when it fails.
     std::string inquiry(const IscsiTarget& target) const {
-        return SystemTool::run("iscsi-inq", {target.lunUrl(m_listenPort)}, 20s);
+        return harness::SystemTool::run("iscsi-inq", {target.lunUrl(m_listenPort)}, 20s);
     }
 
     // Forwarding from the listen port to the target, as an initiator sees it.
