@@ -1,21 +1,9 @@
 // qarvexd heals a forwarder that dies at once instead of at its next interval, and does not
 // spin on one that keeps dying. Real qarvexd and socat, no root; the interval is 60 s, so
 // anything sooner was triggered by the exit itself.
-#include "core/config/ForwarderConfig.h"
-#include "core/forwarding/NetworkPortChecker.h"
 #include "tests/e2e/WholeSystem.h"
-#include "tests/support/DiscoveryServer.h"
-#include "tests/support/LoopbackListener.h"
-#include "tests/support/Network.h"
-#include "tests/support/ProcessInspection.h"
-#include "tests/support/Wait.h"
 
-#include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
-
-#include <csignal>
 #include <regex>
-#include <sys/stat.h>
 
 namespace velquor::test {
 namespace {
@@ -26,62 +14,39 @@ using namespace std::chrono_literals;
 // Well before the 60 s interval.
 constexpr auto healDeadline = 20s;
 
-std::vector<std::int32_t> startedPids(const std::string& log) {
-    static const std::regex started(R"(socat started \[PID=(\d+)\])");
-    std::vector<std::int32_t> pids;
-    for (std::sregex_iterator it(log.begin(), log.end(), started), end; it != end; ++it) {
-        pids.push_back(std::stoi((*it)[1]));
-    }
-    return pids;
-}
-
-class HealAtOnceTest : public ::testing::Test {
+class HealAtOnceTest : public QarvexdTest {
 protected:
     void SetUp() override {
-        if (const auto reason = forwardingToolsUnavailableReason()) {
-            GTEST_SKIP() << *reason;
-        }
+        QarvexdTest::SetUp();
         m_discovery.setReply(DiscoveryServer::redirectTo("127.0.0.1", m_target.port()));
-        auto json = ForwarderConfig::defaults().toJson();
-        json["listenPort"] = m_listenPort;
-        json["recentListenPorts"] = {m_listenPort};
-        json["discoveryURL"] = m_discovery.url().text;
+        auto json = config(true);
         json["checkIntervalSeconds"] = 60;
-        json["autoStart"] = true;
-        fs::create_directories(m_configFile.parent_path());
-        writeFile(m_configFile, json.dump(2));
+        writeConfig(json);
     }
 
-    void TearDown() override {
-        if (m_daemon) {
-            m_daemon->terminate();
+    std::vector<std::int32_t> startedPids() const {
+        static const std::regex started(R"(socat started \[PID=(\d+)\])");
+        const auto text = log();
+        std::vector<std::int32_t> pids;
+        for (std::sregex_iterator it(text.begin(), text.end(), started), end; it != end; ++it) {
+            pids.push_back(std::stoi((*it)[1]));
         }
+        return pids;
     }
-
-    std::string log() const { return readFile(m_logFile); }
-    bool serving() const { return NetworkPortChecker().isListening("127.0.0.1", m_listenPort); }
-
-    TemporaryDirectory m_home;
-    fs::path m_configFile = m_home / ".config" / "Velquor" / "config.json";
-    fs::path m_logFile = m_home / ".local" / "state" / "Velquor" / "service.log";
-    std::int64_t m_listenPort = freeTcpPort();
-    LoopbackListener m_target;
-    DiscoveryServer m_discovery;
-    std::unique_ptr<DaemonProcess> m_daemon;
 };
 
 TEST_F(HealAtOnceTest, AKilledForwarderServesAgainLongBeforeTheIntervalAndLeavesNoZombie) {
-    m_daemon = std::make_unique<DaemonProcess>(m_home.path());
-    ASSERT_TRUE(waitUntil([&] { return startedPids(log()).size() == 1 && serving(); }, 30s))
+    startDaemon();
+    ASSERT_TRUE(waitUntil([&] { return startedPids().size() == 1 && isListening(m_listenPort); }))
         << log();
-    const auto killed = startedPids(log()).front();
+    const auto killed = startedPids().front();
     ASSERT_EQ(::kill(killed, SIGKILL), 0);
 
-    ASSERT_TRUE(
-        waitUntil([&] { return startedPids(log()).size() == 2 && serving(); }, healDeadline))
+    ASSERT_TRUE(waitUntil([&] { return startedPids().size() == 2 && isListening(m_listenPort); },
+                          healDeadline))
         << log();
     EXPECT_NE(log().find("Health check restarting missing listener"), std::string::npos);
-    EXPECT_NE(startedPids(log()).back(), killed);
+    EXPECT_NE(startedPids().back(), killed);
     EXPECT_TRUE(waitUntil([&] { return !processState(killed); }, healDeadline))
         << "left in state " << processState(killed).value_or('-');
 }
@@ -94,16 +59,13 @@ TEST_F(HealAtOnceTest, AForwarderThatKeepsDyingIsRestartedWithBackOff) {
     fs::create_directories(libexec);
     fs::copy_file(QARVEXD_PATH, bin / "qarvexd");
     writeFile(libexec / "socat", "#!/bin/sh\n(sleep 1; kill $$) &\nexec /usr/bin/socat \"$@\"\n");
-    ::chmod((libexec / "socat").c_str(), 0755);
-    m_daemon = std::make_unique<DaemonProcess>(m_home.path(), bin / "qarvexd");
+    fs::permissions(libexec / "socat", fs::perms::owner_all);
+    startDaemon(bin / "qarvexd");
 
-    ASSERT_TRUE(waitUntil(
-        [&] { return log().find("Forwarder exited unexpectedly 3 times") != std::string::npos; },
-        healDeadline))
-        << log();
+    ASSERT_TRUE(waitForLog("Forwarder exited unexpectedly 3 times", 1, healDeadline)) << log();
     // Back-off steps 0, 0.2, 1 and 5 s, then the 60 s interval: a handful of starts, not a loop.
-    EXPECT_FALSE(waitUntil([&] { return startedPids(log()).size() > 6; }, 15s)) << log();
-    EXPECT_GE(startedPids(log()).size(), 3u);
+    EXPECT_FALSE(waitUntil([&] { return startedPids().size() > 6; }, 15s)) << log();
+    EXPECT_GE(startedPids().size(), 3u);
 }
 
 } // namespace

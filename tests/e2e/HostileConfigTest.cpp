@@ -1,88 +1,73 @@
 // Hand-written configuration files against the real qarvexd and socat: what a file holds never
-// reaches socat's command line; a file that breaks the host rule is set aside like a damaged one.
-#include "core/config/ForwarderConfig.h"
-#include "core/forwarding/NetworkPortChecker.h"
+// reaches socat's command line; a file that breaks the host rule is set aside like a damaged one
+// and the service starts on the defaults.
 #include "tests/e2e/WholeSystem.h"
-#include "tests/support/Files.h"
-#include "tests/support/LoopbackListener.h"
-#include "tests/support/Network.h"
-#include "tests/support/Wait.h"
 
-#include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
-
-#include <fstream>
+#include <regex>
 
 namespace velquor::test {
 namespace {
 
 namespace fs = std::filesystem;
-using namespace std::chrono_literals;
+using nlohmann::json;
 
-TEST(HostileConfigTest, AFileWithHostsSocatReadsAsSyntaxIsSetAsideAndRunsNothing) {
-    if (!fs::exists("/usr/bin/socat")) {
-        GTEST_SKIP() << "socat is not installed (scripts/install-deps installs it)";
-    }
-    // Something to connect to, so that the left half of a forged "…!!SYSTEM:…" target opens and
-    // socat goes on to run the right half.
-    LoopbackListener reachable;
-    const auto address = "127.0.0.1:" + std::to_string(reachable.port());
-    struct Case {
-        const char* name;
-        const char* key;
-        std::function<nlohmann::json(const std::string& marker)> value;
-    };
-    const Case cases[] = {
-        {"cached target running a command", "target",
-         [&](const std::string& marker) {
-             return nlohmann::json{{"host", address + "!!SYSTEM:touch " + marker + ";true {"},
-                                   {"port", 3260}};
-         }},
-        {"listen host running a command", "listenHost",
-         [](const std::string& marker) { return "127.0.0.1!!SYSTEM:touch " + marker + ";true {"; }},
-        {"listen host adding an option", "listenHost",
-         [](const std::string&) { return "127.0.0.1,fork"; }},
-        {"cached target with a NUL byte", "target",
-         [&](const std::string&) {
-             return nlohmann::json{{"host", std::string("127.0.0.1\0,fork", 15)},
-                                   {"port", reachable.port()}};
-         }},
-    };
-    for (const auto& [name, key, value] : cases) {
-        SCOPED_TRACE(name);
-        TemporaryDirectory home;
-        const auto configFile = home / ".config" / "Velquor" / "config.json";
-        const auto marker = (home / "marker").string();
-        const auto listenPort = freeTcpPort();
-        auto json = ForwarderConfig::defaults().toJson();
-        json["listenPort"] = listenPort;
-        json["autoStart"] = true;
-        // Discovery is down, so a start would take the cached target.
-        json["discoveryURL"] = "http://127.0.0.1:" + std::to_string(freeTcpPort()) + "/x";
-        json["target"] = {{"host", "127.0.0.1"}, {"port", reachable.port()}};
-        json[key] = value(marker);
-        const auto bytes = json.dump(2);
-        fs::create_directories(configFile.parent_path());
-        std::ofstream(configFile) << bytes;
+struct Case {
+    std::string name;
+    const char* key; // nothing: the file is cut short
+    // MARKER stands for a file no command may create; ADDRESS for a target that accepts, so that
+    // the left half of a forged "…!!SYSTEM:…" target opens and socat would go on to the right.
+    json value;
+};
 
-        DaemonProcess daemon(home.path());
-        const auto log = home / ".local" / "state" / "Velquor" / "service.log";
-        ASSERT_TRUE(waitUntil([&] {
-            return readFile(log).find("Configuration loaded") != std::string::npos;
-        })) << readFile(home / "qarvexd.out");
-        const auto aside = asideFiles(configFile.parent_path());
-        ASSERT_EQ(aside.size(), 1u) << readFile(log);
-        EXPECT_EQ(readFile(aside[0]), bytes);
-        EXPECT_EQ(ForwarderConfig::fromJson(nlohmann::json::parse(readFile(configFile))),
-                  ForwarderConfig::defaults());
-        // The defaults do not start by themselves: nothing listens where the file said.
-        EXPECT_FALSE(NetworkPortChecker().isListening("127.0.0.1", listenPort));
-        EXPECT_FALSE(fs::exists(marker));
-        EXPECT_EQ(readFile(log).find("socat started"), std::string::npos) << readFile(log);
-        // Killed by the destructor, not stopped: a stop would act on the default port, which
-        // belongs to the user.
+const Case cases[] = {
+    {"CachedTargetRunningACommand",
+     "target",
+     {{"host", "ADDRESS!!SYSTEM:touch MARKER;true {"}, {"port", 3260}}},
+    {"ListenHostRunningACommand", "listenHost", "127.0.0.1!!SYSTEM:touch MARKER;true {"},
+    {"ListenHostAddingAnOption", "listenHost", "127.0.0.1,fork"},
+    {"CachedTargetWithANulByte",
+     "target",
+     {{"host", std::string("127.0.0.1\0,fork", 15)}, {"port", 3260}}},
+    {"CutShort", nullptr, nullptr},
+};
+
+class HostileConfigTest : public QarvexdTest, public ::testing::WithParamInterface<Case> {};
+
+TEST_P(HostileConfigTest, IsSetAsideAndRunsNothing) {
+    const auto marker = (m_home / "marker").string();
+    // Settings that would start forwarding to the cached target at once.
+    auto settings = config(true);
+    settings["discoveryURL"] = unreachableUrl();
+    auto bytes = settings.dump(2);
+    if (const char* key = GetParam().key) {
+        settings[key] = GetParam().value;
+        bytes = std::regex_replace(settings.dump(2), std::regex("MARKER"), marker);
+        bytes = std::regex_replace(bytes, std::regex("ADDRESS"),
+                                   "127.0.0.1:" + std::to_string(m_target.port()));
+    } else {
+        bytes.resize(bytes.size() / 2);
     }
+    fs::create_directories(m_configFile.parent_path());
+    writeFile(m_configFile, bytes);
+
+    startDaemon();
+    ASSERT_TRUE(waitForLog("Configuration loaded")) << output();
+    const auto aside = asideFiles(m_configFile.parent_path());
+    ASSERT_EQ(aside.size(), 1u) << log();
+    EXPECT_EQ(readFile(aside[0]), bytes);
+    EXPECT_EQ(ForwarderConfig::fromJson(json::parse(readFile(m_configFile))),
+              ForwarderConfig::defaults());
+    // The defaults do not start by themselves: nothing listens where the file said.
+    EXPECT_FALSE(isListening(m_listenPort));
+    EXPECT_FALSE(fs::exists(marker));
+    EXPECT_EQ(log().find("socat started"), std::string::npos) << log();
+    EXPECT_EQ(log().find("ERROR"), std::string::npos) << log();
+    // The fixture kills it rather than stopping it: a stop would act on the default port, which
+    // belongs to the user.
 }
+
+INSTANTIATE_TEST_SUITE_P(Files, HostileConfigTest, ::testing::ValuesIn(cases),
+                         [](const auto& info) { return info.param.name; });
 
 } // namespace
 } // namespace velquor::test

@@ -3,29 +3,13 @@
 // another address of the same port. The real manager must leave every one of them alone, while
 // it does end its own socat and that socat's forked children.
 #include "core/forwarding/LsofListenerProbe.h"
-#include "core/forwarding/NetworkPortChecker.h"
 #include "core/forwarding/PosixProcessTerminator.h"
-#include "core/forwarding/PosixSocatProcess.h"
 #include "core/forwarding/PosixSocatProcessLauncher.h"
 #include "core/forwarding/ProcForwarderOwnershipChecker.h"
 #include "core/forwarding/SocatManager.h"
-#include "core/process/ProcessSpawner.h"
-#include "tests/support/ChildProcessGuard.h"
-#include "tests/support/LoopbackListener.h"
-#include "tests/support/Network.h"
-#include "tests/support/ProcessInspection.h"
-#include "tests/support/TemporaryDirectory.h"
-#include "tests/support/Wait.h"
+#include "tests/e2e/WholeSystem.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <arpa/inet.h>
-#include <csignal>
-#include <fstream>
-#include <netinet/in.h>
-#include <sstream>
-#include <sys/socket.h>
 
 namespace velquor::test {
 namespace {
@@ -35,84 +19,53 @@ using ::testing::IsSupersetOf;
 
 const fs::path socatPath = "/usr/bin/socat";
 
-std::unique_ptr<ChildProcessGuard> run(const fs::path& program,
-                                       const std::vector<std::string>& arguments) {
-    return std::make_unique<ChildProcessGuard>(
-        std::make_unique<PosixSocatProcess>(ProcessSpawner().spawn(program, arguments)));
+// Killed and reaped, whichever assertion failed first.
+std::unique_ptr<harness::ChildProcess> run(const fs::path& program,
+                                           const std::vector<std::string>& arguments) {
+    return std::make_unique<harness::ChildProcess>(program, arguments, "/dev/null");
 }
 
 bool isAlive(std::int32_t pid) {
     return processState(pid).value_or('Z') != 'Z';
 }
 
-// The first child of the process, found through the parent field of /proc/PID/stat.
-std::optional<std::int32_t> childOf(std::int32_t parent) {
-    for (const auto& entry : fs::directory_iterator("/proc")) {
-        std::int32_t pid = 0;
-        if (!(std::istringstream(entry.path().filename().string()) >> pid)) {
-            continue;
-        }
-        std::ifstream in(entry.path() / "stat");
-        const std::string stat((std::istreambuf_iterator<char>(in)), {});
-        const auto close = stat.rfind(')');
-        char state = 0;
-        std::int32_t ppid = 0;
-        if (close != std::string::npos &&
-            (std::istringstream(stat.substr(close + 1)) >> state >> ppid) && ppid == parent) {
-            return pid;
-        }
-    }
-    return std::nullopt;
-}
-
 std::int32_t awaitChildOf(std::int32_t parent) {
-    std::optional<std::int32_t> child;
-    waitUntil([&] { return (child = childOf(parent)).has_value(); });
-    return child.value_or(-1);
+    std::vector<std::int32_t> children;
+    waitUntil([&] { return !(children = childrenOf(parent)).empty(); });
+    return children.empty() ? -1 : children.front();
 }
 
-// A process that is not our child, killed when the test ends.
-struct Stray {
-    std::int32_t pid;
-    ~Stray() {
-        if (pid > 0) {
-            ::kill(pid, SIGKILL);
-        }
-    }
-};
-
-class LookAlikeProcessTest : public ::testing::TestWithParam<std::pair<std::string, std::string>> {
+// The fixture's clean-up also ends whatever socat the manager left listening on the port.
+class LookAlikeProcessTest
+    : public QarvexdTest,
+      public ::testing::WithParamInterface<std::pair<std::string, std::string>> {
 protected:
     void SetUp() override {
-        if (!fs::exists(socatPath) || !fs::exists(LsofListenerProbe::defaultLsofPath())) {
-            GTEST_SKIP() << "socat and lsof are needed";
-        }
-        fs::copy_file(socatPath, m_lookAlikePath);
-        fs::permissions(m_lookAlikePath, fs::perms::owner_all);
-    }
-
-    // Releasing the manager leaves its child running; a failed test must not.
-    void TearDown() override {
-        if (const auto pid = m_manager.trackedProcessIdentifier()) {
-            ::kill(*pid, SIGKILL);
+        QarvexdTest::SetUp();
+        if (!IsSkipped()) {
+            fs::copy_file(socatPath, m_lookAlikePath);
         }
     }
 
+    // The target's backlog holds the relays' connections, so they stay up.
     std::vector<std::string> relay(const std::string& host) const {
-        return {"TCP-LISTEN:" + std::to_string(m_port) + ",bind=" + host + ",reuseaddr,fork",
+        return {"TCP-LISTEN:" + std::to_string(m_listenPort) + ",bind=" + host + ",reuseaddr,fork",
                 "TCP:127.0.0.1:" + std::to_string(m_target.port())};
     }
 
+    // A socat connected to the port, which its listener serves with a forked child.
+    std::unique_ptr<harness::ChildProcess> connectClient() const {
+        return run(socatPath,
+                   {"-u", "TCP:" + m_host + ":" + std::to_string(m_listenPort), "/dev/null"});
+    }
+
     bool listens(const std::string& host) const {
-        return NetworkPortChecker().isListening(host, m_port);
+        return NetworkPortChecker().isListening(host, m_listenPort);
     }
 
     const std::string m_host = GetParam().first;
     const std::string m_otherHost = GetParam().second;
-    TemporaryDirectory m_folder;
-    fs::path m_lookAlikePath = m_folder / "mysocatd";
-    LoopbackListener m_target; // connections wait in its backlog, so relays stay up
-    std::int64_t m_port = freeTcpPort();
+    fs::path m_lookAlikePath = m_home / "mysocatd";
     SocatManager m_manager{
         socatPath,
         std::make_unique<NetworkPortChecker>(),
@@ -126,17 +79,18 @@ TEST_P(LookAlikeProcessTest, OnlyOurOwnSocatAndItsForkedChildrenAreSignalled) {
     auto lookAlike = run(m_lookAlikePath, relay(m_host));
     const auto neighbour = run(socatPath, relay(m_otherHost));
     ASSERT_TRUE(waitUntil([&] { return listens(m_host) && listens(m_otherHost); }));
-    const auto client =
-        run(socatPath, {"-u", "TCP:" + m_host + ":" + std::to_string(m_port), "/dev/null"});
-    const Stray lookAlikeChild{awaitChildOf(lookAlike->pid())}; // serves the client
-    ASSERT_GT(lookAlikeChild.pid, 0);
+    const auto client = connectClient();
+    // Not our child, but killed all the same when the test ends.
+    const harness::ChildProcess lookAlikeChild(awaitChildOf(lookAlike->pid())); // serves the client
+    ASSERT_GT(lookAlikeChild.pid(), 0);
 
     auto config = ForwarderConfig::defaults();
     config.listenHost = m_host;
-    config.listenPort = m_port;
+    config.listenPort = m_listenPort;
     const TargetEndpoint target("127.0.0.1", m_target.port());
     EXPECT_THROW(m_manager.start(config, target), SocatManagerError);
-    for (const auto pid : {lookAlike->pid(), neighbour->pid(), client->pid(), lookAlikeChild.pid}) {
+    for (const auto pid :
+         {lookAlike->pid(), neighbour->pid(), client->pid(), lookAlikeChild.pid()}) {
         EXPECT_TRUE(isAlive(pid)) << pid << " was signalled";
     }
 
@@ -145,19 +99,15 @@ TEST_P(LookAlikeProcessTest, OnlyOurOwnSocatAndItsForkedChildrenAreSignalled) {
     ASSERT_TRUE(waitUntil([&] { return !listens(m_host); }));
     const auto ours = m_manager.start(config, target);
     ASSERT_TRUE(listens(m_host));
-    const int connection = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<std::uint16_t>(m_port));
-    ::inet_pton(AF_INET, m_host.c_str(), &address.sin_addr);
-    ASSERT_EQ(::connect(connection, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-    const Stray ourChild{awaitChildOf(ours)};
+    auto ourClient = connectClient();
+    const harness::ChildProcess ourChild(awaitChildOf(ours));
 
     // Also the children that served the port checks, should they still be on their way out.
-    EXPECT_THAT(m_manager.stopProcesses(m_host, m_port), IsSupersetOf({ours, ourChild.pid}));
-    ::close(connection);
-    EXPECT_TRUE(waitUntil([&] { return !isAlive(ours) && !isAlive(ourChild.pid); }));
-    for (const auto pid : {neighbour->pid(), client->pid(), lookAlikeChild.pid}) {
+    EXPECT_THAT(m_manager.stopProcesses(m_host, m_listenPort),
+                IsSupersetOf({ours, ourChild.pid()}));
+    ourClient.reset();
+    EXPECT_TRUE(waitUntil([&] { return !isAlive(ours) && !isAlive(ourChild.pid()); }));
+    for (const auto pid : {neighbour->pid(), client->pid(), lookAlikeChild.pid()}) {
         EXPECT_TRUE(isAlive(pid)) << pid << " was signalled";
     }
 }

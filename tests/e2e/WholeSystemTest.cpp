@@ -2,20 +2,8 @@
 // iSCSI target and libiscsi's iscsi-inq as the initiator.
 #include "tests/e2e/WholeSystem.h"
 
-#include "core/config/ForwarderConfig.h"
-#include "core/forwarding/LsofListenerProbe.h"
-#include "core/forwarding/NetworkPortChecker.h"
-#include "tests/support/DiscoveryServer.h"
-#include "tests/support/LoopbackListener.h"
-#include "tests/support/Network.h"
-#include "tests/support/TemporaryDirectory.h"
-#include "tests/support/Wait.h"
+#include "support/harness/IscsiTarget.h"
 
-#include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
-
-#include <csignal>
-#include <fstream>
 #include <unistd.h>
 
 namespace velquor::test {
@@ -23,61 +11,18 @@ namespace {
 
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
+using harness::IscsiTarget;
 
-// The daemon's shortest interval (5 s) and a start behind it, with room for a loaded machine.
-constexpr auto healthCheckDeadline = 60s;
+using WholeSystemTest = QarvexdTest;
 
-std::vector<std::int32_t> socatsOn(std::int64_t port) {
-    std::vector<std::int32_t> pids;
-    for (const auto& process :
-         LsofListenerProbe(LsofListenerProbe::defaultLsofPath()).processes("127.0.0.1", port)) {
-        if (process.isSocat()) {
-            pids.push_back(process.processIdentifier);
-        }
-    }
-    return pids;
-}
-
-class WholeSystemTest : public ::testing::Test {
+// The tests that reach a real iSCSI target through the forwarder.
+class WholeSystemWithTargetTest : public QarvexdTest {
 protected:
     void SetUp() override {
-        if (const auto reason = forwardingToolsUnavailableReason()) {
-            GTEST_SKIP() << *reason;
+        if (::geteuid() != 0) {
+            GTEST_SKIP() << "tgtd needs root to run an iSCSI target";
         }
-    }
-
-    void TearDown() override {
-        m_daemon.reset();
-        // A failed test may leave forwarders behind; no test may leave a process.
-        for (const auto pid : socatsOn(m_listenPort)) {
-            ::kill(pid, SIGKILL);
-        }
-    }
-
-    void writeConfig(bool autoStart, const std::optional<TargetEndpoint>& cached = std::nullopt) {
-        auto json = ForwarderConfig::defaults().toJson();
-        json["listenPort"] = m_listenPort;
-        json["recentListenPorts"] = {m_listenPort};
-        json["discoveryURL"] =
-            m_discoveryDown ? "http://127.0.0.1:" + std::to_string(freeTcpPort()) + "/dynamic-port"
-                            : m_discovery.url().text;
-        json["checkIntervalSeconds"] = 5;
-        json["autoStart"] = autoStart;
-        if (cached) {
-            json["target"] = cached->toJson();
-        }
-        fs::create_directories(m_configFile.parent_path());
-        std::ofstream(m_configFile) << json.dump(2);
-    }
-
-    void startDaemon() { m_daemon = std::make_unique<DaemonProcess>(m_home.path()); }
-
-    std::string log() const { return readFile(m_logFile); }
-
-    // Waits until the log holds the text at least `count` times.
-    bool waitForLog(const std::string& text, std::size_t count = 1,
-                    std::chrono::milliseconds deadline = healthCheckDeadline) const {
-        return waitUntil([&] { return occurrences(log(), text) >= count; }, deadline);
+        requireTools({"socat", "lsof", "env", "tgtd", "tgtadm", "iscsi-inq"});
     }
 
     std::string route(const IscsiTarget& target) const {
@@ -85,62 +30,44 @@ protected:
                " -> 127.0.0.1:" + std::to_string(target.port());
     }
 
-    void pointDiscoveryAt(const IscsiTarget& target) {
-        m_discovery.setReply(DiscoveryServer::redirectTo("127.0.0.1", target.port()));
-    }
-
-    // qarvexd with autoStart on and discovery pointing at the target; true once it started socat.
-    bool startsForwardingTo(const IscsiTarget& target) {
-        pointDiscoveryAt(target);
-        writeConfig(true);
-        startDaemon();
-        return waitForLog("socat started [PID=");
+    // What iscsi-inq prints for LUN 1 of the target through the listen port; throws when it fails.
+    std::string inquiry(const IscsiTarget& target) const {
+        return harness::SystemTool::run("iscsi-inq", {target.lunUrl(m_listenPort)}, 20s);
     }
 
     // Forwarding from the listen port to the target, as an initiator sees it.
     void expectIscsiReaches(const IscsiTarget& target) {
-        ASSERT_TRUE(
-            waitUntil([&] { return NetworkPortChecker().isListening("127.0.0.1", m_listenPort); }));
-        std::string inquiry;
-        ASSERT_NO_THROW(inquiry = iscsiInquiry(m_listenPort, target.iqn())) << log();
-        EXPECT_NE(inquiry.find("Peripheral Device Type:DIRECT_ACCESS"), std::string::npos)
-            << inquiry;
+        ASSERT_TRUE(waitUntil([&] { return isListening(m_listenPort); }));
+        std::string answer;
+        ASSERT_NO_THROW(answer = inquiry(target)) << log();
+        EXPECT_NE(answer.find("Peripheral Device Type:DIRECT_ACCESS"), std::string::npos) << answer;
     }
 
-    TemporaryDirectory m_home;
     TemporaryDirectory m_data;
-    fs::path m_configFile = m_home / ".config" / "Velquor" / "config.json";
-    fs::path m_logFile = m_home / ".local" / "state" / "Velquor" / "service.log";
-    std::int64_t m_listenPort = freeTcpPort();
-    DiscoveryServer m_discovery;
-    bool m_discoveryDown = false; // nothing listens where discovery should answer
-    std::unique_ptr<DaemonProcess> m_daemon;
 };
 
-// The tests that reach a real iSCSI target through the forwarder.
-class WholeSystemWithTargetTest : public WholeSystemTest {
-protected:
-    void SetUp() override {
-        if (const auto reason = wholeSystemUnavailableReason()) {
-            GTEST_SKIP() << *reason;
-        }
-    }
+// Both programs run the same service. A second start of qarvexd is refused, the desktop
+// application's hands over to the first and ends; SIGTERM (for qarvex: the session ending) stops
+// the forwarder like the quit command does.
+struct Program {
+    const char* path;
+    int secondExit;
 };
 
-TEST_F(WholeSystemWithTargetTest, AutoStartForwardsAnInitiatorToTheDiscoveredTarget) {
-    IscsiTarget one(m_data, "iqn.2026-11.com.velquor.test:one", 8);
-    ASSERT_TRUE(startsForwardingTo(one)) << log();
+class ForwardingProgramTest : public WholeSystemWithTargetTest,
+                              public ::testing::WithParamInterface<Program> {};
+
+TEST_P(ForwardingProgramTest, AutoStartsFollowsTheTargetWhenItMovesStaysOneAndStopsOnSigterm) {
+    IscsiTarget one(m_data.path(), "iqn.2026-11.com.velquor.test:one", 8);
+    IscsiTarget two(m_data.path(), "iqn.2026-11.com.velquor.test:two", 16);
+    m_discovery.setReply(DiscoveryServer::redirectTo("127.0.0.1", one.port()));
+    writeConfig(config(true));
+    startDaemon(GetParam().path);
+    ASSERT_TRUE(waitForLog("socat started [PID=")) << log();
     EXPECT_NE(log().find("]: " + route(one)), std::string::npos) << log();
     expectIscsiReaches(one);
-}
 
-TEST_F(WholeSystemWithTargetTest, TheForwarderFollowsTheTargetWhenItMoves) {
-    IscsiTarget one(m_data, "iqn.2026-11.com.velquor.test:one", 8);
-    IscsiTarget two(m_data, "iqn.2026-11.com.velquor.test:two", 16);
-    ASSERT_TRUE(startsForwardingTo(one)) << log();
-    expectIscsiReaches(one);
-
-    pointDiscoveryAt(two);
+    m_discovery.setReply(DiscoveryServer::redirectTo("127.0.0.1", two.port()));
     ASSERT_TRUE(waitForLog("]: " + route(two))) << log();
     const auto text = log();
     EXPECT_NE(text.find("Target changed: 127.0.0.1:" + std::to_string(one.port()) +
@@ -150,61 +77,50 @@ TEST_F(WholeSystemWithTargetTest, TheForwarderFollowsTheTargetWhenItMoves) {
         << text;
     EXPECT_NE(text.find("socat stopped [PID="), std::string::npos) << text;
     expectIscsiReaches(two);
-    EXPECT_THROW(iscsiInquiry(m_listenPort, one.iqn()), std::runtime_error)
+    EXPECT_THROW(inquiry(one), std::runtime_error)
         << "the old target is still reachable through the listen port";
-    EXPECT_TRUE(waitUntil([&] { return socatsOn(one.port()).empty(); }))
-        << "a socat of the old route is left";
+    EXPECT_TRUE(waitUntil([&] {
+        return socatsWith("TCP:127.0.0.1:" + std::to_string(one.port()) + ",").empty();
+    })) << "a socat of the old route is left";
+
+    EXPECT_EQ(launch(m_home.path(), GetParam().path)->waitForExit(60s), GetParam().secondExit);
+    EXPECT_EQ(occurrences(log(), "Configuration loaded"), 1u) << "the second one loaded nothing";
+    EXPECT_EQ(terminate(), 0);
+    EXPECT_GE(occurrences(log(), "socat stopped [PID="), 2u) << log();
+    EXPECT_TRUE(waitUntil([&] { return socatsListeningOn(m_listenPort).empty(); }))
+        << "a socat remains";
 }
 
-TEST_F(WholeSystemWithTargetTest, AForwarderKilledFromOutsideIsRestartedByTheNextCheck) {
-    IscsiTarget one(m_data, "iqn.2026-11.com.velquor.test:one", 8);
-    ASSERT_TRUE(startsForwardingTo(one)) << log();
-    for (const auto pid : socatsOn(m_listenPort)) {
-        ::kill(pid, SIGKILL);
-    }
-    ASSERT_TRUE(waitForLog("Health check restarting missing listener")) << log();
-    ASSERT_TRUE(waitForLog("socat started [PID=", 2)) << log();
-    expectIscsiReaches(one);
-}
+INSTANTIATE_TEST_SUITE_P(Programs, ForwardingProgramTest,
+                         ::testing::Values(Program{QARVEXD_PATH, 1}, Program{QARVEX_PATH, 0}));
 
-TEST_F(WholeSystemWithTargetTest, ForwardingGoesOnWithTheCachedTargetWhileDiscoveryIsDown) {
-    IscsiTarget one(m_data, "iqn.2026-11.com.velquor.test:one", 8);
-    m_discoveryDown = true;
-    writeConfig(true, TargetEndpoint("127.0.0.1", one.port()));
+TEST_F(WholeSystemTest, ForwardingGoesOnWithTheCachedTargetWhileDiscoveryIsDown) {
+    auto json = config(true);
+    json["discoveryURL"] = unreachableUrl();
+    writeConfig(json);
     startDaemon();
     ASSERT_TRUE(waitForLog("socat started [PID=")) << log();
     EXPECT_NE(log().find("WARNING: Start dynamic target lookup failed from "), std::string::npos);
-    expectIscsiReaches(one);
     ASSERT_TRUE(waitForLog("WARNING: Health check dynamic target lookup failed from ")) << log();
     ASSERT_TRUE(waitForLog("Health check passed")) << log();
     EXPECT_EQ(occurrences(log(), "WARNING: Health check"),
               occurrences(log(), "Health check passed"))
         << "one warning per check";
-    expectIscsiReaches(one);
-}
-
-TEST_F(WholeSystemTest, WithoutDiscoveryAndWithoutACachedTargetNothingStarts) {
-    m_discoveryDown = true;
-    writeConfig(true);
-    startDaemon();
-    ASSERT_TRUE(waitForLog("ERROR: Failed to start service: ")) << log();
-    EXPECT_TRUE(socatsOn(m_listenPort).empty());
-    EXPECT_FALSE(NetworkPortChecker().isListening("127.0.0.1", m_listenPort));
+    EXPECT_TRUE(isListening(m_listenPort));
 }
 
 TEST_F(WholeSystemTest, APortHeldByAnotherProgramFailsAndLeavesTheProgramAlone) {
     // No target is ever reached: the start fails on the port before it would connect.
     m_discovery.setReply(DiscoveryServer::redirectTo("127.0.0.1", freeTcpPort()));
-    // A program that is not socat holds the port: perl, which every Debian system has.
-    harness::ChildProcess squatter("/usr/bin/perl",
-                                   {"-MIO::Socket::INET", "-e",
-                                    "my $s = IO::Socket::INET->new(LocalAddr => '127.0.0.1', "
-                                    "LocalPort => $ARGV[0], Listen => 16) or die $!; sleep",
-                                    std::to_string(m_listenPort)},
-                                   m_data / "squatter.out");
-    ASSERT_TRUE(
-        waitUntil([&] { return NetworkPortChecker().isListening("127.0.0.1", m_listenPort); }));
-    writeConfig(true);
+    // A program that is not socat holds the port: a copy of socat by another name.
+    fs::copy_file("/usr/bin/socat", m_home / "mysocatd");
+    harness::ChildProcess squatter(
+        m_home / "mysocatd",
+        {"TCP-LISTEN:" + std::to_string(m_listenPort) + ",bind=127.0.0.1,reuseaddr,fork",
+         "/dev/null"},
+        "/dev/null");
+    ASSERT_TRUE(waitUntil([&] { return isListening(m_listenPort); }));
+    writeConfig(config(true));
     startDaemon();
     ASSERT_TRUE(waitForLog("ERROR: Failed to start service: portOccupiedByUnknownProcess(host: "
                            "\"127.0.0.1\", port: " +
@@ -212,58 +128,7 @@ TEST_F(WholeSystemTest, APortHeldByAnotherProgramFailsAndLeavesTheProgramAlone) 
         << log();
     ASSERT_TRUE(waitForLog("Health check passed")) << "the check leaves the port to its owner";
     EXPECT_FALSE(squatter.hasExited());
-    EXPECT_TRUE(socatsOn(m_listenPort).empty());
-}
-
-TEST_F(WholeSystemTest, SigtermStopsTheForwarderAndExitsCleanly) {
-    const LoopbackListener target;
-    m_discovery.setReply(DiscoveryServer::redirectTo("127.0.0.1", target.port()));
-    writeConfig(true);
-    startDaemon();
-    ASSERT_TRUE(waitForLog("socat started [PID=")) << log();
-    EXPECT_EQ(m_daemon->terminate(), 0);
-    EXPECT_NE(log().find("socat stopped [PID="), std::string::npos) << log();
-    EXPECT_TRUE(waitUntil([&] { return socatsOn(m_listenPort).empty(); })) << "a socat remains";
-}
-
-// The desktop application runs the same service: started twice it stays one process, and ending
-// the session (SIGTERM) stops its forwarder like its quit command does.
-TEST_F(WholeSystemWithTargetTest,
-       TheDesktopApplicationForwardsStaysOneAndStopsForwardingOnSigterm) {
-    IscsiTarget one(m_data, "iqn.2026-11.com.velquor.test:one", 8);
-    pointDiscoveryAt(one);
-    writeConfig(true);
-    DaemonProcess app(m_home.path(), QARVEX_PATH);
-    ASSERT_TRUE(waitForLog("socat started [PID=")) << log();
-    expectIscsiReaches(one);
-
-    DaemonProcess second(m_home.path(), QARVEX_PATH);
-    EXPECT_EQ(second.waitForExit(std::chrono::seconds(60)), 0) << "it handed over and ended";
-    EXPECT_EQ(occurrences(log(), "Configuration loaded"), 1u) << "the second one loaded nothing";
-
-    EXPECT_EQ(app.terminate(), 0);
-    EXPECT_NE(log().find("socat stopped [PID="), std::string::npos) << log();
-    EXPECT_TRUE(waitUntil([&] { return socatsOn(m_listenPort).empty(); })) << "a socat remains";
-}
-
-TEST_F(WholeSystemTest, ADamagedConfigurationIsSetAsideAndTheServiceStarts) {
-    const std::string damaged = "{\"listenPort\": 18082, \"autoStart\": tr";
-    fs::create_directories(m_configFile.parent_path());
-    std::ofstream(m_configFile) << damaged;
-    startDaemon();
-    ASSERT_TRUE(waitForLog("Configuration loaded")) << log();
-    std::vector<fs::path> aside;
-    for (const auto& entry : fs::directory_iterator(m_configFile.parent_path())) {
-        if (entry.path().filename().string().starts_with("config.json.invalid-")) {
-            aside.push_back(entry.path());
-        }
-    }
-    ASSERT_EQ(aside.size(), 1u);
-    EXPECT_EQ(readFile(aside[0]), damaged);
-    EXPECT_EQ(ForwarderConfig::fromJson(nlohmann::json::parse(readFile(m_configFile))),
-              ForwarderConfig::defaults());
-    EXPECT_EQ(log().find("ERROR"), std::string::npos) << log();
-    // Ended without SIGTERM: its stop would act on the default port, which belongs to the user.
+    EXPECT_EQ(log().find("socat started"), std::string::npos) << log();
 }
 
 } // namespace

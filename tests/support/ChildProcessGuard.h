@@ -1,7 +1,10 @@
 #pragma once
 
 #include "core/forwarding/SocatProcess.h"
+#include "tests/support/ProcessInspection.h"
+#include "tests/support/Wait.h"
 
+#include <csignal>
 #include <cstdint>
 #include <memory>
 
@@ -11,10 +14,22 @@ namespace velquor::test {
 // on destruction it is killed and waited for.
 class ChildProcessGuard {
 public:
-    explicit ChildProcessGuard(std::unique_ptr<SocatProcess> process);
-    ~ChildProcessGuard();
-    ChildProcessGuard(const ChildProcessGuard&) = delete;
-    ChildProcessGuard& operator=(const ChildProcessGuard&) = delete;
+    explicit ChildProcessGuard(std::unique_ptr<SocatProcess> process)
+        : m_process(std::move(process)), m_pid(m_process->processIdentifier()) {}
+    ~ChildProcessGuard() {
+        if (m_process) {
+            if (m_process->isRunning()) {
+                ::kill(m_pid, SIGKILL);
+                waitUntil([this] { return !m_process->isRunning(); });
+            }
+            return;
+        }
+        // Released: whoever reaps it now, the child must at least be gone.
+        if (processState(m_pid).value_or('Z') != 'Z') {
+            ::kill(m_pid, SIGKILL);
+        }
+        waitUntil([this] { return !processState(m_pid); });
+    }
 
     SocatProcess* operator->() const noexcept { return m_process.get(); }
     std::int32_t pid() const noexcept { return m_pid; }

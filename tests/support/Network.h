@@ -1,10 +1,14 @@
 #pragma once
 
+#include "support/harness/SystemTool.h"
+
 #include <cstdint>
 
 namespace velquor::test {
 
 // A TCP port on 127.0.0.1 that nothing listens on right now, chosen by the kernel.
-std::int64_t freeTcpPort();
+inline std::int64_t freeTcpPort() {
+    return harness::freeLoopbackPort();
+}
 
 } // namespace velquor::test

@@ -14,4 +14,10 @@ std::optional<char> processState(std::int32_t pid);
 // Where each open descriptor of the process points, as /proc/<pid>/fd shows it.
 std::vector<std::string> openDescriptorTargets(std::int32_t pid);
 
+// The processes whose parent is parent, as /proc tells, not as the code under test would.
+std::vector<std::int32_t> childrenOf(std::int32_t parent);
+
+// The socat processes whose command line holds part (e.g. "TCP-LISTEN:18082,").
+std::vector<std::int32_t> socatsWith(const std::string& part);
+
 } // namespace velquor::test
