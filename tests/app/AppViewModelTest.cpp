@@ -46,6 +46,13 @@ TEST(AppViewModelValidation, ListenPortAndDiscoveryURLTexts) {
     }
 }
 
+TEST(AppSectionNames, OnlyTheExactTextNamesASection) {
+    EXPECT_EQ(appSectionFromRawValue(QStringLiteral("运行日志")), AppSection::logs);
+    for (const auto* text : {"logs", "Logs", "运行日志 ", ""}) {
+        EXPECT_EQ(appSectionFromRawValue(QString::fromUtf8(text)), std::nullopt) << text;
+    }
+}
+
 TEST_F(AppViewModelTest, StartsWithItsInitialTextsAndLoadsInTheBackground) {
     auto controller = m_harness.makeController();
     AppViewModel model(controller,
