@@ -21,19 +21,15 @@ struct BackoffCase {
 };
 
 const BackoffCase backoffCases[] = {
-    {"BacksOffStepByStepThenKeepsToTheInterval",
+    {"BacksOffStepByStepAndStartsAgainAfterAGoodRun",
      60s,
      {{10ms, 0ms, nullptr},
       {10ms, 200ms, "Forwarder exited unexpectedly 2 times in a row; next check in 0.2 s"},
       {10ms, 1s, "Forwarder exited unexpectedly 3 times in a row; next check in 1 s"},
       {10ms, 5s, "Forwarder exited unexpectedly 4 times in a row; next check in 5 s"},
       {10ms, 60s, "Forwarder exited unexpectedly 5 times in a row; next check in 60 s"},
-      {10ms, 60s, nullptr}}},
-    {"AForwarderThatStayedUpStartsAgainFromOnce",
-     60s,
-     {{10ms, 0ms, nullptr},
-      {10ms, 200ms, "Forwarder exited unexpectedly 2 times in a row; next check in 0.2 s"},
-      {30s, 0ms, nullptr}}},
+      {10ms, 60s, nullptr},
+      {30s, 0ms, nullptr}}}, // one that stayed up starts again from once
     {"NeverWaitsLongerThanTheInterval",
      1s,
      {{0ms, 0ms, nullptr},
