@@ -1,23 +1,33 @@
 #include "tests/support/FakeForwarding.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <system_error>
 
 namespace velquor::test {
 
+namespace {
+
+class FakeSocatProcess : public SocatProcess {
+public:
+    FakeSocatProcess(FakeMachine& machine, std::int32_t pid, std::optional<int> exitStatus)
+        : m_machine(machine), m_pid(pid), m_exitStatus(exitStatus) {}
+    bool isRunning() override { return m_machine.isAlive(m_pid); }
+    std::int32_t processIdentifier() const override { return m_pid; }
+    void terminate() override { m_machine.signal(m_pid); }
+    std::optional<int> exitStatus() override { return m_exitStatus; }
+
+private:
+    FakeMachine& m_machine;
+    std::int32_t m_pid;
+    std::optional<int> m_exitStatus;
+};
+
+} // namespace
+
 std::int32_t FakeMachine::spawn(const std::string& name, std::int64_t port, bool listening) {
     const auto pid = m_nextPid++;
     m_processes[pid] = {name, port, listening};
     return pid;
-}
-
-void FakeMachine::kill(std::int32_t pid) {
-    m_processes.erase(pid);
-}
-
-bool FakeMachine::isListening(std::int64_t port) const {
-    return !processesOn(port, true).empty();
 }
 
 std::vector<ListenerProcess> FakeMachine::processesOn(std::int64_t port, bool listeningOnly) const {
@@ -59,30 +69,6 @@ bool FakePortChecker::isListening(const std::string&, std::int64_t port) {
     return m_machine.isListening(port);
 }
 
-std::optional<ListenerProcess> FakeListenerProbe::listener(const std::string&, std::int64_t port) {
-    if (m_machine.probeFails) {
-        throw std::system_error(ENOENT, std::generic_category(), "launching /usr/bin/lsof");
-    }
-    const auto listeners = m_machine.processesOn(port, true);
-    return listeners.empty() ? std::nullopt : std::optional(listeners.front());
-}
-
-std::vector<ListenerProcess> FakeListenerProbe::processes(const std::string&, std::int64_t port) {
-    if (m_machine.probeFails) {
-        throw std::system_error(ENOENT, std::generic_category(), "launching /usr/bin/lsof");
-    }
-    return m_machine.processesOn(port, false);
-}
-
-void FakeSocatProcess::terminate() {
-    m_machine.signal(m_pid);
-}
-
-std::optional<int> FakeSocatProcess::exitStatus() {
-    const auto found = m_machine.exitStatuses.find(m_pid);
-    return found == m_machine.exitStatuses.end() ? std::nullopt : std::optional(found->second);
-}
-
 std::unique_ptr<SocatProcess> FakeSocatLauncher::launch(const SocatCommand& command) {
     if (m_machine.launchFails) {
         throw std::system_error(ENOENT, std::generic_category(),
@@ -95,33 +81,9 @@ std::unique_ptr<SocatProcess> FakeSocatLauncher::launch(const SocatCommand& comm
     m_machine.launched.push_back(command);
     m_machine.events.push_back("launch " + std::to_string(pid));
     if (m_machine.launchExitStatus) {
-        m_machine.exitStatuses[pid] = *m_machine.launchExitStatus;
         m_machine.kill(pid);
     }
-    return std::make_unique<FakeSocatProcess>(m_machine, pid);
-}
-
-void FakeProcessTerminator::terminate(std::int32_t processIdentifier) {
-    if (m_machine.isAlive(processIdentifier) || m_machine.foreign.count(processIdentifier)) {
-        m_machine.signal(processIdentifier);
-    }
-}
-
-std::optional<ProcessIdentity>
-FakeOwnershipChecker::forwarderIdentity(std::int32_t processIdentifier, const std::string&,
-                                        std::int64_t port) {
-    const auto on = m_machine.processesOn(port, false);
-    const bool socatOnPort =
-        std::find(on.begin(), on.end(), ListenerProcess{"socat", processIdentifier}) != on.end();
-    if (!socatOnPort || m_machine.elsewhere.count(processIdentifier) != 0) {
-        return std::nullopt;
-    }
-    return ProcessIdentity{processIdentifier, 1};
-}
-
-bool FakeOwnershipChecker::isStillForwarder(const ProcessIdentity& identity) {
-    return m_machine.isAlive(identity.processIdentifier) &&
-           m_machine.reused.count(identity.processIdentifier) == 0;
+    return std::make_unique<FakeSocatProcess>(m_machine, pid, m_machine.launchExitStatus);
 }
 
 std::unique_ptr<SocatManager> makeFakeSocatManager(FakeMachine& machine) {

@@ -1,19 +1,19 @@
 #pragma once
 
-#include "core/forwarding/ForwarderOwnershipChecking.h"
 #include "core/forwarding/ListenerProbing.h"
 #include "core/forwarding/PortChecking.h"
-#include "core/forwarding/ProcessTerminating.h"
 #include "core/forwarding/SocatManager.h"
-#include "core/forwarding/SocatProcess.h"
 #include "core/forwarding/SocatProcessLaunching.h"
 
+#include <algorithm>
+#include <cerrno>
 #include <map>
 #include <memory>
 #include <optional>
 #include <set>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 #include <vector>
 
 namespace velquor::test {
@@ -31,9 +31,9 @@ public:
 
     std::int32_t spawn(const std::string& name, std::int64_t port, bool listening = true);
     void signal(std::int32_t pid); // SIGTERM: a socat goes unless stubborn or foreign
-    void kill(std::int32_t pid);   // ends a process as if from outside
+    void kill(std::int32_t pid) { m_processes.erase(pid); } // ends it as if from outside
     bool isAlive(std::int32_t pid) const { return m_processes.count(pid) != 0; }
-    bool isListening(std::int64_t port) const;
+    bool isListening(std::int64_t port) const { return !processesOn(port, true).empty(); }
     std::vector<ListenerProcess> processesOn(std::int64_t port, bool listeningOnly) const;
     std::vector<std::int32_t> socatPids() const;
 
@@ -47,7 +47,6 @@ public:
     std::set<std::int32_t> elsewhere;
     std::set<std::int32_t> reused;       // identifier taken by another process after inspection
     std::optional<int> launchExitStatus; // launched children end at once with this status
-    std::map<std::int32_t, int> exitStatuses;
 
     // What happened, in order.
     std::vector<std::string> events;
@@ -68,29 +67,6 @@ private:
     FakeMachine& m_machine;
 };
 
-class FakeListenerProbe : public ListenerProbing {
-public:
-    explicit FakeListenerProbe(FakeMachine& machine) : m_machine(machine) {}
-    std::optional<ListenerProcess> listener(const std::string& host, std::int64_t port) override;
-    std::vector<ListenerProcess> processes(const std::string& host, std::int64_t port) override;
-
-private:
-    FakeMachine& m_machine;
-};
-
-class FakeSocatProcess : public SocatProcess {
-public:
-    FakeSocatProcess(FakeMachine& machine, std::int32_t pid) : m_machine(machine), m_pid(pid) {}
-    bool isRunning() override { return m_machine.isAlive(m_pid); }
-    std::int32_t processIdentifier() const override { return m_pid; }
-    void terminate() override;
-    std::optional<int> exitStatus() override;
-
-private:
-    FakeMachine& m_machine;
-    std::int32_t m_pid;
-};
-
 class FakeSocatLauncher : public SocatProcessLaunching {
 public:
     explicit FakeSocatLauncher(FakeMachine& machine) : m_machine(machine) {}
@@ -100,10 +76,37 @@ private:
     FakeMachine& m_machine;
 };
 
+class FakeListenerProbe : public ListenerProbing {
+public:
+    explicit FakeListenerProbe(FakeMachine& machine) : m_machine(machine) {}
+    std::optional<ListenerProcess> listener(const std::string&, std::int64_t port) override {
+        failIfProbeFails();
+        const auto listeners = m_machine.processesOn(port, true);
+        return listeners.empty() ? std::nullopt : std::optional(listeners.front());
+    }
+    std::vector<ListenerProcess> processes(const std::string&, std::int64_t port) override {
+        failIfProbeFails();
+        return m_machine.processesOn(port, false);
+    }
+
+private:
+    void failIfProbeFails() const {
+        if (m_machine.probeFails) {
+            throw std::system_error(ENOENT, std::generic_category(), "launching /usr/bin/lsof");
+        }
+    }
+
+    FakeMachine& m_machine;
+};
+
 class FakeProcessTerminator : public ProcessTerminating {
 public:
     explicit FakeProcessTerminator(FakeMachine& machine) : m_machine(machine) {}
-    void terminate(std::int32_t processIdentifier) override;
+    void terminate(std::int32_t pid) override {
+        if (m_machine.isAlive(pid) || m_machine.foreign.count(pid)) {
+            m_machine.signal(pid);
+        }
+    }
 
 private:
     FakeMachine& m_machine;
@@ -114,10 +117,20 @@ private:
 class FakeOwnershipChecker : public ForwarderOwnershipChecking {
 public:
     explicit FakeOwnershipChecker(FakeMachine& machine) : m_machine(machine) {}
-    std::optional<ProcessIdentity> forwarderIdentity(std::int32_t processIdentifier,
-                                                     const std::string& host,
-                                                     std::int64_t port) override;
-    bool isStillForwarder(const ProcessIdentity& identity) override;
+    std::optional<ProcessIdentity> forwarderIdentity(std::int32_t pid, const std::string&,
+                                                     std::int64_t port) override {
+        const auto on = m_machine.processesOn(port, false);
+        const bool socatOnPort =
+            std::find(on.begin(), on.end(), ListenerProcess{"socat", pid}) != on.end();
+        if (!socatOnPort || m_machine.elsewhere.count(pid) != 0) {
+            return std::nullopt;
+        }
+        return ProcessIdentity{pid, 1};
+    }
+    bool isStillForwarder(const ProcessIdentity& identity) override {
+        return m_machine.isAlive(identity.processIdentifier) &&
+               m_machine.reused.count(identity.processIdentifier) == 0;
+    }
 
 private:
     FakeMachine& m_machine;

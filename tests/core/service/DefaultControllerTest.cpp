@@ -32,7 +32,7 @@ void place(const fs::path& path, Entry entry) {
 
 struct SocatSearch {
     Entry bundled, homebrew, local, system;
-    const char* found; // "bundled" or a candidate's folder
+    const char* found; // below the root
 };
 
 // The copy shipped beside the program wins; then the first executable system candidate; the
@@ -40,12 +40,12 @@ struct SocatSearch {
 TEST(DefaultController, SearchesSocatBesideTheProgramThenInTheSystemFoldersInOrder) {
     using enum Entry;
     const SocatSearch cases[] = {
-        {executable, executable, executable, executable, "bundled"},
-        {missing, plainFile, executable, executable, "local"},
-        {plainFile, executable, missing, missing, "homebrew"},
-        {folder, folder, executable, missing, "local"},
-        {missing, missing, missing, missing, "system"},
-        {missing, plainFile, plainFile, plainFile, "system"},
+        {executable, executable, executable, executable, "libexec/velquor/socat"},
+        {missing, plainFile, executable, executable, "local/socat"},
+        {plainFile, executable, missing, missing, "homebrew/socat"},
+        {folder, folder, executable, missing, "local/socat"},
+        {missing, missing, missing, missing, "system/socat"},
+        {missing, plainFile, plainFile, plainFile, "system/socat"},
     };
     for (const auto& c : cases) {
         const test::TemporaryDirectory root;
@@ -56,10 +56,7 @@ TEST(DefaultController, SearchesSocatBesideTheProgramThenInTheSystemFoldersInOrd
         place(candidates[0], c.homebrew);
         place(candidates[1], c.local);
         place(candidates[2], c.system);
-        const auto expected = std::string(c.found) == "bundled"
-                                  ? root / "libexec" / "velquor" / "socat"
-                                  : root / c.found / "socat";
-        EXPECT_EQ(DefaultController::resolveSocatURL(root / "bin", candidates), expected)
+        EXPECT_EQ(DefaultController::resolveSocatURL(root / "bin", candidates), root / c.found)
             << c.found;
         if (c.bundled == executable) {
             EXPECT_EQ(DefaultController::resolveSocatURL("", candidates), candidates[0])

@@ -1,9 +1,45 @@
+#include "core/process/ProcessExitWatch.h"
+#include "core/process/ProcessSpawner.h"
 #include "core/process/RestartBackoff.h"
 
 #include <gtest/gtest.h>
 
+#include <csignal>
+#include <poll.h>
+#include <sys/wait.h>
+#include <system_error>
+
+// How the end of a forwarder is seen, and how soon the next check follows it.
 namespace velquor {
 namespace {
+
+bool readableWithin(int descriptor, int milliseconds) {
+    pollfd entry{descriptor, POLLIN, 0};
+    return ::poll(&entry, 1, milliseconds) == 1 && (entry.revents & POLLIN) != 0;
+}
+
+TEST(ProcessExitWatch, BecomesReadableWhenTheChildIsKilledAndNotBefore) {
+    ProcessSpawner spawner;
+    const auto pid = spawner.spawn("/bin/sleep", {"60"});
+    {
+        const ProcessExitWatch watch(pid);
+        EXPECT_FALSE(watch.hasExited());
+        EXPECT_FALSE(readableWithin(watch.descriptor(), 0));
+        ASSERT_EQ(::kill(pid, SIGKILL), 0);
+        // Generous: the wait ends as soon as the child is gone.
+        EXPECT_TRUE(readableWithin(watch.descriptor(), 10000));
+        EXPECT_TRUE(watch.hasExited());
+    }
+    // Still ours to reap: the watch took nothing away from the owner.
+    int status = 0;
+    ASSERT_EQ(::waitpid(pid, &status, 0), pid);
+    EXPECT_TRUE(WIFSIGNALED(status));
+}
+
+TEST(ProcessExitWatch, RefusesAProcessThatDoesNotExist) {
+    EXPECT_THROW(ProcessExitWatch(-5), std::system_error);
+    EXPECT_THROW(ProcessExitWatch(0x3ffffff0), std::system_error);
+}
 
 using namespace std::chrono_literals;
 
@@ -21,19 +57,15 @@ struct BackoffCase {
 };
 
 const BackoffCase backoffCases[] = {
-    {"BacksOffStepByStepThenKeepsToTheInterval",
+    {"BacksOffStepByStepAndStartsAgainAfterAGoodRun",
      60s,
      {{10ms, 0ms, nullptr},
       {10ms, 200ms, "Forwarder exited unexpectedly 2 times in a row; next check in 0.2 s"},
       {10ms, 1s, "Forwarder exited unexpectedly 3 times in a row; next check in 1 s"},
       {10ms, 5s, "Forwarder exited unexpectedly 4 times in a row; next check in 5 s"},
       {10ms, 60s, "Forwarder exited unexpectedly 5 times in a row; next check in 60 s"},
-      {10ms, 60s, nullptr}}},
-    {"AForwarderThatStayedUpStartsAgainFromOnce",
-     60s,
-     {{10ms, 0ms, nullptr},
-      {10ms, 200ms, "Forwarder exited unexpectedly 2 times in a row; next check in 0.2 s"},
-      {30s, 0ms, nullptr}}},
+      {10ms, 60s, nullptr},
+      {30s, 0ms, nullptr}}}, // one that stayed up starts again from once
     {"NeverWaitsLongerThanTheInterval",
      1s,
      {{0ms, 0ms, nullptr},
