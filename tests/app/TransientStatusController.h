@@ -16,8 +16,6 @@ namespace velquor::test {
 // process of ours. Counts the health checks the view model asks for.
 class TransientStatusController : public ServiceController {
 public:
-    static std::shared_ptr<TransientStatusController> over(AppHarness& harness);
-
     using ServiceController::ServiceController;
 
     // nullopt reports the real status again.
