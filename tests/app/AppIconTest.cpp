@@ -11,11 +11,7 @@
 namespace velquor {
 namespace {
 
-bool isNear(const QColor& actual, const QColor& expected, int tolerance) {
-    return std::abs(actual.red() - expected.red()) <= tolerance &&
-           std::abs(actual.green() - expected.green()) <= tolerance &&
-           std::abs(actual.blue() - expected.blue()) <= tolerance;
-}
+using test::isNear;
 
 // Points are fractions of the icon's edge.
 TEST(AppRuntimeIcon, RendersTheTileGlyphAndDotAtTwiceFiveHundredTwelve) {

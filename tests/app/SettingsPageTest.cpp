@@ -237,14 +237,11 @@ TEST_F(SettingsPageTest, NumberFieldsTakeOnlyTextThatReadsAsANumberInTheUsersLoc
     EXPECT_EQ(m_model->config().logRetentionDays, 14);
     EXPECT_EQ(interval.text(), QStringLiteral("2,345"))
         << "leaving the field shows its value in the locale's form";
-}
 
-TEST_F(SettingsPageTest, NumberFieldsReadGermanGrouping) {
     QLocale::setDefault(QLocale(QLocale::German, QLocale::Germany));
-    open();
-    type(m_page->checkIntervalField(), QStringLiteral("1.234"));
+    type(interval, QStringLiteral("1.234"));
     EXPECT_EQ(m_model->config().checkIntervalSeconds, 1234);
-    QTest::keyClicks(&m_page->checkIntervalField(), QStringLiteral(",5"));
+    QTest::keyClicks(&interval, QStringLiteral(",5"));
     EXPECT_EQ(m_model->config().checkIntervalSeconds, 1234) << "a fraction is no whole number";
 }
 
