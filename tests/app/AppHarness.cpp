@@ -13,9 +13,10 @@ AppHarness::~AppHarness() {
     QCoreApplication::processEvents();
 }
 
-AppViewModel& AppHarness::start(std::shared_ptr<ServiceController> controller) {
+AppViewModel& AppHarness::start(std::shared_ptr<ServiceController> controller,
+                                std::unique_ptr<DesktopNotifying> notifier) {
     m_model = std::make_unique<AppViewModel>(controller ? std::move(controller) : makeController(),
-                                             environment());
+                                             environment(), std::move(notifier));
     QSignalSpy loaded(m_model.get(), &AppViewModel::loaded);
     if (!loaded.wait(30000)) {
         throw std::runtime_error("the view model did not finish loading");

@@ -21,7 +21,8 @@ public:
 
     // Builds the view model (by default over a plain controller) and waits until loading has
     // finished.
-    AppViewModel& start(std::shared_ptr<ServiceController> controller = nullptr);
+    AppViewModel& start(std::shared_ptr<ServiceController> controller = nullptr,
+                        std::unique_ptr<DesktopNotifying> notifier = nullptr);
 
     template <class Controller = ServiceController> std::shared_ptr<Controller> makeController() {
         return std::make_shared<Controller>(ConfigStore(configFile), LogManager(logFile),

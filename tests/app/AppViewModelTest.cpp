@@ -21,7 +21,7 @@ protected:
     test::AppHarness m_harness;
 };
 
-TEST(AppViewModelValidation, ListenPortAndDiscoveryURLTexts) {
+TEST(AppViewModelTexts, PortURLAndSectionNameAreReadStrictly) {
     for (const auto* text : {"1024", "65535", " 18082 ", "+20000", "\t2000\n"}) {
         EXPECT_TRUE(AppViewModel::validListenPort(QString::fromUtf8(text))) << text;
     }
@@ -37,9 +37,6 @@ TEST(AppViewModelValidation, ListenPortAndDiscoveryURLTexts) {
          {"ftp://discovery.example/x", "http://", "discovery.example/x", "", "file:///tmp/x"}) {
         EXPECT_FALSE(AppViewModel::validDiscoveryURL(QString::fromUtf8(text))) << text;
     }
-}
-
-TEST(AppSectionNames, OnlyTheExactTextNamesASection) {
     EXPECT_EQ(appSectionFromRawValue(QStringLiteral("运行日志")), AppSection::logs);
     for (const auto* text : {"logs", "Logs", "运行日志 ", ""}) {
         EXPECT_EQ(appSectionFromRawValue(QString::fromUtf8(text)), std::nullopt) << text;
@@ -62,7 +59,7 @@ TEST_F(AppViewModelTest, StartsWithItsInitialTextsAndLoadsInTheBackground) {
     EXPECT_TRUE(model.isHealthMonitorRunning());
 }
 
-TEST_F(AppViewModelTest, OnlyTheURLMessageShowsWhenBothTextsAreWrongAndTheTextsStay) {
+TEST_F(AppViewModelTest, ARefusedOrFailedSaveSaysWhyAndOnlyTheURLMessageShowsForBoth) {
     auto& model = m_harness.start();
     model.setDiscoveryURLText(QStringLiteral("ftp://x"));
     model.setListenPortText(QStringLiteral("80"));
@@ -81,10 +78,7 @@ TEST_F(AppViewModelTest, OnlyTheURLMessageShowsWhenBothTextsAreWrongAndTheTextsS
     EXPECT_EQ(model.discoveryURLText(), QStringLiteral(" https://d.example:8443/p "));
     EXPECT_TRUE(m_harness.machine.launched.empty());
     EXPECT_EQ(model.serviceStatus(), ServiceStatus::stopped);
-}
 
-TEST_F(AppViewModelTest, AFailedSaveShowsTheControllersError) {
-    auto& model = m_harness.start();
     std::filesystem::remove_all(m_harness.configFile.parent_path());
     std::ofstream(m_harness.configFile.parent_path()) << "a file where the folder should be";
     model.setListenPortText(QStringLiteral("20000"));

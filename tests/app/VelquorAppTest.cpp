@@ -173,7 +173,7 @@ TEST_F(VelquorAppTest, TheWindowIsQarvexAtLeast980By680AndFollowsTheSidebar) {
     EXPECT_NE(qobject_cast<StatusPage*>(window.currentPage()), nullptr);
 }
 
-TEST_F(VelquorAppTest, TheTrayMenuRunsTheServiceWhileTheWindowIsClosed) {
+TEST_F(VelquorAppTest, TheTrayMenuRunsTheServiceWhileTheWindowIsClosedAndQuittingStopsIt) {
     open();
     m_app->mainWindow().close();
     QCoreApplication::processEvents();
@@ -196,10 +196,8 @@ TEST_F(VelquorAppTest, TheTrayMenuRunsTheServiceWhileTheWindowIsClosed) {
     m_app->mainWindow().close();
     trigger("打开控制台");
     EXPECT_TRUE(m_app->mainWindow().isVisible()) << "a closed window comes back";
-}
 
-TEST_F(VelquorAppTest, BothQuitCommandsStopTheServiceFirst) {
-    open();
+    // Both quit commands stop the service first.
     runCommand("启动转发", ServiceStatus::running);
     QSignalSpy quitting(&model(), &AppViewModel::quitting);
     trigger("退出 Qarvex");
@@ -260,10 +258,7 @@ TEST_F(VelquorAppTest, AWarningIsOnBothPagesInTheTrayAndGoesWithIt) {
 
 TEST_F(VelquorAppTest, TheWarningIsNotifiedUntilTheSwitchIsSavedOff) {
     std::vector<DesktopNotification> shown;
-    AppViewModel model(m_controller, m_harness.environment(),
-                       std::make_unique<test::RecordingNotifier>(shown));
-    QSignalSpy loaded(&model, &AppViewModel::loaded);
-    ASSERT_TRUE(loaded.wait(30000));
+    auto& model = m_harness.start(m_controller, std::make_unique<test::RecordingNotifier>(shown));
     ASSERT_TRUE(warn(model, true));
     ASSERT_EQ(shown.size(), 1u);
     EXPECT_EQ(shown[0], DesktopNotification::warning(targetRefusing()));
