@@ -1,10 +1,12 @@
 #include "VelquorApp/VelquorApp/VelquorApp.h"
 
+#include "VelquorApp/MainWindowView/CapsuleLabel.h"
 #include "VelquorApp/MainWindowView/HealthWarningLine.h"
 #include "VelquorApp/MainWindowView/MainWindowView.h"
 #include "VelquorApp/MainWindowView/SettingsPage.h"
 #include "VelquorApp/MainWindowView/SettingsStatusPanel.h"
 #include "VelquorApp/MainWindowView/Sidebar.h"
+#include "VelquorApp/MainWindowView/StatusBadge.h"
 #include "VelquorApp/MainWindowView/StatusMetric.h"
 #include "VelquorApp/MainWindowView/StatusPage.h"
 #include "VelquorApp/MenuBarView/MenuBarView.h"
@@ -103,7 +105,7 @@ protected:
 
 class VelquorAppInEachState : public VelquorAppTest, public WithParamInterface<test::StatusLook> {};
 
-TEST_P(VelquorAppInEachState, TrayMenuAndSidebarShowTheStatusInTheirOwnWords) {
+TEST_P(VelquorAppInEachState, TrayMenuSidebarAndSettingsPanelShowTheStatusInTheirOwnWords) {
     const auto& expected = GetParam();
     open();
     ASSERT_TRUE(test::reachStatus(model(), m_harness, *m_controller, expected.status));
@@ -143,6 +145,27 @@ TEST_P(VelquorAppInEachState, TrayMenuAndSidebarShowTheStatusInTheirOwnWords) {
     ASSERT_TRUE(waitFor([&] { return m_app->menu().isVisible(); }));
     test::saveScreenshot(m_app->menu(), QStringLiteral("tray-menu-%1.png").arg(status));
     m_app->menu().hide();
+
+    auto* settings = m_app->mainWindow().findChild<SettingsPage*>();
+    ASSERT_NE(settings, nullptr);
+    auto& panel = settings->statusPanel();
+    const auto textColor = [](const QWidget& widget) {
+        return widget.palette().color(QPalette::WindowText);
+    };
+    EXPECT_EQ(panel.titleLabel().text(), expected.text(expected.sidebarWord));
+    EXPECT_EQ(textColor(panel.titleLabel()), color);
+    EXPECT_EQ(panel.stateBadge().text(), expected.text(expected.settingsBadge));
+    EXPECT_EQ(textColor(panel.stateBadge()), color);
+    EXPECT_EQ(panel.stateBadge().capsuleColor(),
+              Theme::withOpacity(color, SettingsStatusPanel::stateBadgeOpacity));
+    EXPECT_EQ(panel.outlineColor(), Theme::withOpacity(color, SettingsStatusPanel::outlineOpacity));
+    EXPECT_EQ(panel.badge().symbol(), expected.text(expected.symbol));
+    EXPECT_EQ(panel.badge().color(), color);
+    EXPECT_EQ(panel.explanationLabel().text(), expected.text(expected.settingsExplanation));
+    for (auto* button : {&panel.checkButton(), &panel.startButton(), &panel.stopButton(),
+                         &settings->resetButton(), &settings->saveButton()}) {
+        EXPECT_TRUE(button->isEnabled()) << button->text().toStdString();
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(, VelquorAppInEachState, ValuesIn(test::statusLooks), test::lookName);
