@@ -44,12 +44,10 @@ TEST(AppViewModelTexts, PortURLAndSectionNameAreReadStrictly) {
 }
 
 TEST_F(AppViewModelTest, StartsWithItsInitialTextsAndLoadsInTheBackground) {
-    auto controller = m_harness.makeController();
-    AppViewModel model(controller,
-                       {m_harness.autostartFolder, m_harness.folder / "logs", "/x/socat"});
+    AppViewModel model(m_harness.makeController(), m_harness.environment());
     EXPECT_EQ(model.selectedSection(), AppSection::status);
     EXPECT_EQ(model.socatRuntimeText(), QStringLiteral("未检测"));
-    EXPECT_EQ(model.socatExecutableText(), QStringLiteral("/x/socat"));
+    EXPECT_EQ(model.socatExecutableText(), QStringLiteral("/usr/bin/socat"));
     EXPECT_EQ(model.listenPortText(), QStringLiteral("18082"));
     EXPECT_EQ(model.autoStartStatusText(), QStringLiteral("开机启动状态未检查"));
 
