@@ -1,9 +1,6 @@
 #include "tests/app/AppHarness.h"
 
 #include <QSignalSpy>
-#include <nlohmann/json.hpp>
-
-#include <fstream>
 
 namespace velquor::test {
 
@@ -22,18 +19,6 @@ AppViewModel& AppHarness::start(std::shared_ptr<ServiceController> controller,
         throw std::runtime_error("the view model did not finish loading");
     }
     return *m_model;
-}
-
-void AppHarness::writeConfig(const std::function<void(ForwarderConfig&)>& edit) {
-    auto config = ForwarderConfig::defaults();
-    edit(config);
-    std::filesystem::create_directories(configFile.parent_path());
-    std::ofstream(configFile) << config.toJson().dump();
-}
-
-ForwarderConfig AppHarness::storedConfig() const {
-    std::ifstream in(configFile);
-    return ForwarderConfig::fromJson(nlohmann::json::parse(in));
 }
 
 } // namespace velquor::test

@@ -7,6 +7,7 @@
 #include "tests/support/TemporaryDirectory.h"
 
 #include <QTest>
+#include <nlohmann/json.hpp>
 
 #include <functional>
 #include <memory>
@@ -35,8 +36,15 @@ public:
         return AppEnvironment{autostartFolder, folder / "logs", "/usr/bin/socat"};
     }
     std::string logText() const { return readFile(logFile); }
-    void writeConfig(const std::function<void(ForwarderConfig&)>& edit);
-    ForwarderConfig storedConfig() const;
+    void writeConfig(const std::function<void(ForwarderConfig&)>& edit) {
+        auto config = ForwarderConfig::defaults();
+        edit(config);
+        std::filesystem::create_directories(configFile.parent_path());
+        writeFile(configFile, config.toJson().dump());
+    }
+    ForwarderConfig storedConfig() const {
+        return ForwarderConfig::fromJson(nlohmann::json::parse(readFile(configFile)));
+    }
 
     TemporaryDirectory folder;
     DiscoveryScript discovery;
