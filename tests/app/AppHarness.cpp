@@ -1,9 +1,6 @@
 #include "tests/app/AppHarness.h"
 
 #include <QSignalSpy>
-#include <nlohmann/json.hpp>
-
-#include <fstream>
 
 namespace velquor::test {
 
@@ -13,26 +10,15 @@ AppHarness::~AppHarness() {
     QCoreApplication::processEvents();
 }
 
-AppViewModel& AppHarness::start(std::shared_ptr<ServiceController> controller) {
+AppViewModel& AppHarness::start(std::shared_ptr<ServiceController> controller,
+                                std::unique_ptr<DesktopNotifying> notifier) {
     m_model = std::make_unique<AppViewModel>(controller ? std::move(controller) : makeController(),
-                                             environment());
+                                             environment(), std::move(notifier));
     QSignalSpy loaded(m_model.get(), &AppViewModel::loaded);
     if (!loaded.wait(30000)) {
         throw std::runtime_error("the view model did not finish loading");
     }
     return *m_model;
-}
-
-void AppHarness::writeConfig(const std::function<void(ForwarderConfig&)>& edit) {
-    auto config = ForwarderConfig::defaults();
-    edit(config);
-    std::filesystem::create_directories(configFile.parent_path());
-    std::ofstream(configFile) << config.toJson().dump();
-}
-
-ForwarderConfig AppHarness::storedConfig() const {
-    std::ifstream in(configFile);
-    return ForwarderConfig::fromJson(nlohmann::json::parse(in));
 }
 
 } // namespace velquor::test

@@ -7,6 +7,7 @@
 #include "tests/support/TemporaryDirectory.h"
 
 #include <QTest>
+#include <nlohmann/json.hpp>
 
 #include <functional>
 #include <memory>
@@ -21,7 +22,8 @@ public:
 
     // Builds the view model (by default over a plain controller) and waits until loading has
     // finished.
-    AppViewModel& start(std::shared_ptr<ServiceController> controller = nullptr);
+    AppViewModel& start(std::shared_ptr<ServiceController> controller = nullptr,
+                        std::unique_ptr<DesktopNotifying> notifier = nullptr);
 
     template <class Controller = ServiceController> std::shared_ptr<Controller> makeController() {
         return std::make_shared<Controller>(ConfigStore(configFile), LogManager(logFile),
@@ -34,8 +36,15 @@ public:
         return AppEnvironment{autostartFolder, folder / "logs", "/usr/bin/socat"};
     }
     std::string logText() const { return readFile(logFile); }
-    void writeConfig(const std::function<void(ForwarderConfig&)>& edit);
-    ForwarderConfig storedConfig() const;
+    void writeConfig(const std::function<void(ForwarderConfig&)>& edit) {
+        auto config = ForwarderConfig::defaults();
+        edit(config);
+        std::filesystem::create_directories(configFile.parent_path());
+        writeFile(configFile, config.toJson().dump());
+    }
+    ForwarderConfig storedConfig() const {
+        return ForwarderConfig::fromJson(nlohmann::json::parse(readFile(configFile)));
+    }
 
     TemporaryDirectory folder;
     DiscoveryScript discovery;

@@ -11,11 +11,7 @@
 namespace velquor {
 namespace {
 
-bool isNear(const QColor& actual, const QColor& expected, int tolerance) {
-    return std::abs(actual.red() - expected.red()) <= tolerance &&
-           std::abs(actual.green() - expected.green()) <= tolerance &&
-           std::abs(actual.blue() - expected.blue()) <= tolerance;
-}
+using test::isNear;
 
 // Points are fractions of the icon's edge.
 TEST(AppRuntimeIcon, RendersTheTileGlyphAndDotAtTwiceFiveHundredTwelve) {
@@ -33,7 +29,7 @@ TEST(AppRuntimeIcon, RendersTheTileGlyphAndDotAtTwiceFiveHundredTwelve) {
     EXPECT_GT(at(0.5, 0.004).alpha(), 200) << "the tile reaches the edge";
 }
 
-TEST(AppRuntimeIcon, InstallsOnlyWhenTheApplicationHasNoIcon) {
+TEST(AppRuntimeIcon, InstallsOnlyWhereTheApplicationHasNoIconAndWritesPngsIntoNewFolders) {
     struct IconGuard {
         QIcon original = QGuiApplication::windowIcon();
         ~IconGuard() { QGuiApplication::setWindowIcon(original); }
@@ -51,9 +47,7 @@ TEST(AppRuntimeIcon, InstallsOnlyWhenTheApplicationHasNoIcon) {
     EXPECT_FALSE(AppRuntimeIcon::install());
     EXPECT_EQ(QGuiApplication::windowIcon().pixmap(16, 16).toImage().pixelColor(8, 8),
               QColor(Qt::red));
-}
 
-TEST(AppRuntimeIcon, WritesAPngIntoFoldersItCreates) {
     test::TemporaryDirectory folder;
     const auto path = QString::fromStdString((folder / "a" / "b" / "qarvex.png").string());
     ASSERT_TRUE(AppRuntimeIcon::writePng(path));

@@ -19,7 +19,7 @@ template <class Page> class PageFixture : public ::testing::Test {
 protected:
     AppHarness m_harness;
     std::shared_ptr<TransientStatusController> m_controller =
-        TransientStatusController::over(m_harness);
+        m_harness.makeController<TransientStatusController>();
     std::unique_ptr<QWidget> m_host;
     AppViewModel* m_model = nullptr;
     Page* m_page = nullptr;

@@ -1,16 +1,13 @@
 #include "VelquorApp/MainWindowView/SettingsPage.h"
 
-#include "VelquorApp/MainWindowView/CapsuleLabel.h"
 #include "VelquorApp/MainWindowView/LineLimitedLabel.h"
 #include "VelquorApp/MainWindowView/LocaleIntegerField.h"
 #include "VelquorApp/MainWindowView/SettingsStatusPanel.h"
-#include "VelquorApp/MainWindowView/StatusBadge.h"
 #include "VelquorApp/MainWindowView/StatusMetric.h"
 #include "VelquorApp/MainWindowView/Theme.h"
 #include "VelquorApp/MainWindowView/ToggleSwitch.h"
 #include "tests/app/PageFixture.h"
 #include "tests/app/Screenshots.h"
-#include "tests/app/StatusLooks.h"
 
 #include <QLabel>
 #include <QLineEdit>
@@ -78,37 +75,6 @@ protected:
         QTest::keyClicks(&field, text);
     }
 };
-
-class SettingsPageInEachState : public SettingsPageTest,
-                                public ::testing::WithParamInterface<test::StatusLook> {};
-
-TEST_P(SettingsPageInEachState, ThePanelShowsTheStateInItsColourAndNoButtonIsDisabled) {
-    const auto& look = GetParam();
-    open();
-    reach(look.status);
-    test::saveScreenshot(*m_host,
-                         QStringLiteral("settings-page-%1.png").arg(test::statusName(look.status)));
-    const auto color = look.color();
-
-    EXPECT_EQ(panel().titleLabel().text(), look.text(look.sidebarWord));
-    EXPECT_EQ(textColor(panel().titleLabel()), color);
-    EXPECT_EQ(panel().stateBadge().text(), look.text(look.settingsBadge));
-    EXPECT_EQ(textColor(panel().stateBadge()), color);
-    EXPECT_EQ(panel().stateBadge().capsuleColor(),
-              Theme::withOpacity(color, SettingsStatusPanel::stateBadgeOpacity));
-    EXPECT_EQ(panel().outlineColor(),
-              Theme::withOpacity(color, SettingsStatusPanel::outlineOpacity));
-    EXPECT_EQ(panel().badge().symbol(), look.text(look.symbol));
-    EXPECT_EQ(panel().badge().color(), color);
-    EXPECT_EQ(panel().explanationLabel().text(), look.text(look.settingsExplanation));
-    for (auto* button : {&panel().checkButton(), &panel().startButton(), &panel().stopButton(),
-                         &m_page->resetButton(), &m_page->saveButton()}) {
-        EXPECT_TRUE(button->isEnabled()) << button->text().toStdString();
-    }
-}
-
-INSTANTIATE_TEST_SUITE_P(SettingsPage, SettingsPageInEachState,
-                         ::testing::ValuesIn(test::statusLooks), test::lookName);
 
 TEST_F(SettingsPageTest, TheCommandButtonsRunTheServiceAndTheMetricsFollow) {
     open();
@@ -237,14 +203,11 @@ TEST_F(SettingsPageTest, NumberFieldsTakeOnlyTextThatReadsAsANumberInTheUsersLoc
     EXPECT_EQ(m_model->config().logRetentionDays, 14);
     EXPECT_EQ(interval.text(), QStringLiteral("2,345"))
         << "leaving the field shows its value in the locale's form";
-}
 
-TEST_F(SettingsPageTest, NumberFieldsReadGermanGrouping) {
     QLocale::setDefault(QLocale(QLocale::German, QLocale::Germany));
-    open();
-    type(m_page->checkIntervalField(), QStringLiteral("1.234"));
+    type(interval, QStringLiteral("1.234"));
     EXPECT_EQ(m_model->config().checkIntervalSeconds, 1234);
-    QTest::keyClicks(&m_page->checkIntervalField(), QStringLiteral(",5"));
+    QTest::keyClicks(&interval, QStringLiteral(",5"));
     EXPECT_EQ(m_model->config().checkIntervalSeconds, 1234) << "a fraction is no whole number";
 }
 

@@ -2,13 +2,6 @@
 
 namespace velquor::test {
 
-std::shared_ptr<TransientStatusController> TransientStatusController::over(AppHarness& harness) {
-    return std::make_shared<TransientStatusController>(
-        ConfigStore(harness.configFile), LogManager(harness.logFile),
-        std::make_unique<ScriptedResolver>(harness.discovery),
-        makeFakeSocatManager(harness.machine));
-}
-
 void TransientStatusController::reportStatus(std::optional<ServiceStatus> status) {
     const std::lock_guard lock(m_mutex);
     m_status = status;

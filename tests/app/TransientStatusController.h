@@ -10,14 +10,10 @@
 
 namespace velquor::test {
 
-// A real controller over the harness's doubles whose snapshots carry what the test sets: a status
-// the controller otherwise holds only while an operation runs (starting, stopping, checking), so
-// that a view can be seen in it; a health warning, with the change that raised it; a forwarder
-// process of ours. Counts the health checks the view model asks for.
+// A real controller whose snapshots carry what the test sets: a status held otherwise only while
+// an operation runs, a health warning with the change that raised it, a forwarder of ours.
 class TransientStatusController : public ServiceController {
 public:
-    static std::shared_ptr<TransientStatusController> over(AppHarness& harness);
-
     using ServiceController::ServiceController;
 
     // nullopt reports the real status again.
@@ -48,10 +44,8 @@ private:
     std::atomic<int> m_healthChecks{0};
 };
 
-// Brings the view model to a status: stopped is where loading ends; running and failed come
-// from real commands over the doubles (failed: another program holds the listen port); the
-// states the controller holds only during an operation are reported by its check. False when
-// the status was not reached in time.
+// Brings the view model to a status; failed: another program holds the listen port; the states
+// held only during an operation are reported by a check. False when not reached in time.
 bool reachStatus(AppViewModel& model, AppHarness& harness, TransientStatusController& controller,
                  ServiceStatus status);
 

@@ -1,19 +1,27 @@
 #include "VelquorApp/VelquorApp/VelquorApp.h"
 
+#include "VelquorApp/MainWindowView/CapsuleLabel.h"
+#include "VelquorApp/MainWindowView/HealthWarningLine.h"
 #include "VelquorApp/MainWindowView/MainWindowView.h"
+#include "VelquorApp/MainWindowView/SettingsPage.h"
+#include "VelquorApp/MainWindowView/SettingsStatusPanel.h"
 #include "VelquorApp/MainWindowView/Sidebar.h"
+#include "VelquorApp/MainWindowView/StatusBadge.h"
+#include "VelquorApp/MainWindowView/StatusMetric.h"
 #include "VelquorApp/MainWindowView/StatusPage.h"
 #include "VelquorApp/MenuBarView/MenuBarView.h"
 #include "VelquorApp/Symbols/SymbolIcon.h"
 #include "VelquorApp/VelquorApp/SingleInstance.h"
 #include "VelquorApp/VelquorApp/TerminationSignals.h"
 #include "tests/app/AppHarness.h"
+#include "tests/app/RecordingNotifier.h"
 #include "tests/app/Screenshots.h"
 #include "tests/app/StatusLooks.h"
 #include "tests/app/TransientStatusController.h"
 
 #include <QLabel>
 #include <QListWidget>
+#include <QProcess>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QSystemTrayIcon>
@@ -44,12 +52,20 @@ std::vector<std::string> menuTexts(const QMenu& menu) {
     return texts;
 }
 
+HealthWarning targetRefusing() {
+    HealthWarning warning;
+    warning.failures = 3;
+    warning.since = std::chrono::system_clock::now() - std::chrono::minutes(5);
+    warning.findings.targetRefusing = TargetEndpoint("10.0.0.9", 3260);
+    return warning;
+}
+
 // The whole application over the harness's doubles, as `qarvex` builds it.
 class VelquorAppTest : public Test {
 protected:
     test::AppHarness m_harness;
     std::shared_ptr<test::TransientStatusController> m_controller =
-        test::TransientStatusController::over(m_harness);
+        m_harness.makeController<test::TransientStatusController>();
     std::unique_ptr<VelquorApp> m_app;
 
     void open() {
@@ -78,11 +94,18 @@ protected:
         ASSERT_TRUE(waitFor([&] { return !applied.isEmpty(); })) << command;
         ASSERT_TRUE(waitFor([&] { return model().serviceStatus() == expected; })) << command;
     }
+
+    // The next check reports the warning, or none; true once the view model shows that.
+    bool warn(AppViewModel& model, bool on) {
+        m_controller->report(on ? std::optional(targetRefusing()) : std::nullopt, std::nullopt);
+        model.checkNow();
+        return waitFor([&] { return model.healthWarningText().isEmpty() != on; });
+    }
 };
 
 class VelquorAppInEachState : public VelquorAppTest, public WithParamInterface<test::StatusLook> {};
 
-TEST_P(VelquorAppInEachState, TrayMenuAndSidebarShowTheStatusInTheirOwnWords) {
+TEST_P(VelquorAppInEachState, TrayMenuSidebarAndSettingsPanelShowTheStatusInTheirOwnWords) {
     const auto& expected = GetParam();
     open();
     ASSERT_TRUE(test::reachStatus(model(), m_harness, *m_controller, expected.status));
@@ -122,6 +145,27 @@ TEST_P(VelquorAppInEachState, TrayMenuAndSidebarShowTheStatusInTheirOwnWords) {
     ASSERT_TRUE(waitFor([&] { return m_app->menu().isVisible(); }));
     test::saveScreenshot(m_app->menu(), QStringLiteral("tray-menu-%1.png").arg(status));
     m_app->menu().hide();
+
+    auto* settings = m_app->mainWindow().findChild<SettingsPage*>();
+    ASSERT_NE(settings, nullptr);
+    auto& panel = settings->statusPanel();
+    const auto textColor = [](const QWidget& widget) {
+        return widget.palette().color(QPalette::WindowText);
+    };
+    EXPECT_EQ(panel.titleLabel().text(), expected.text(expected.sidebarWord));
+    EXPECT_EQ(textColor(panel.titleLabel()), color);
+    EXPECT_EQ(panel.stateBadge().text(), expected.text(expected.settingsBadge));
+    EXPECT_EQ(textColor(panel.stateBadge()), color);
+    EXPECT_EQ(panel.stateBadge().capsuleColor(),
+              Theme::withOpacity(color, SettingsStatusPanel::stateBadgeOpacity));
+    EXPECT_EQ(panel.outlineColor(), Theme::withOpacity(color, SettingsStatusPanel::outlineOpacity));
+    EXPECT_EQ(panel.badge().symbol(), expected.text(expected.symbol));
+    EXPECT_EQ(panel.badge().color(), color);
+    EXPECT_EQ(panel.explanationLabel().text(), expected.text(expected.settingsExplanation));
+    for (auto* button : {&panel.checkButton(), &panel.startButton(), &panel.stopButton(),
+                         &settings->resetButton(), &settings->saveButton()}) {
+        EXPECT_TRUE(button->isEnabled()) << button->text().toStdString();
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(, VelquorAppInEachState, ValuesIn(test::statusLooks), test::lookName);
@@ -152,7 +196,7 @@ TEST_F(VelquorAppTest, TheWindowIsQarvexAtLeast980By680AndFollowsTheSidebar) {
     EXPECT_NE(qobject_cast<StatusPage*>(window.currentPage()), nullptr);
 }
 
-TEST_F(VelquorAppTest, TheTrayMenuRunsTheServiceWhileTheWindowIsClosed) {
+TEST_F(VelquorAppTest, TheTrayMenuRunsTheServiceWhileTheWindowIsClosedAndQuittingStopsIt) {
     open();
     m_app->mainWindow().close();
     QCoreApplication::processEvents();
@@ -175,10 +219,8 @@ TEST_F(VelquorAppTest, TheTrayMenuRunsTheServiceWhileTheWindowIsClosed) {
     m_app->mainWindow().close();
     trigger("打开控制台");
     EXPECT_TRUE(m_app->mainWindow().isVisible()) << "a closed window comes back";
-}
 
-TEST_F(VelquorAppTest, BothQuitCommandsStopTheServiceFirst) {
-    open();
+    // Both quit commands stop the service first.
     runCommand("启动转发", ServiceStatus::running);
     QSignalSpy quitting(&model(), &AppViewModel::quitting);
     trigger("退出 Qarvex");
@@ -196,7 +238,78 @@ TEST_F(VelquorAppTest, BothQuitCommandsStopTheServiceFirst) {
     EXPECT_TRUE(m_harness.machine.socatPids().empty());
 }
 
-TEST(SingleInstanceTest, ALaterLaunchAsksTheFirstToShowItselfAndTakesOverOnceItEnded) {
+TEST_F(VelquorAppTest, AWarningIsOnBothPagesInTheTrayAndGoesWithIt) {
+    open();
+    auto& viewModel = model();
+    ASSERT_TRUE(warn(viewModel, true));
+    EXPECT_NE(viewModel.healthWarningText().indexOf(QStringLiteral("10.0.0.9:3260")), -1);
+    const auto line = HealthWarningLine::lineText(viewModel.healthWarningText());
+
+    StatusPage status(viewModel);
+    SettingsPage settings(viewModel);
+    const std::pair<QWidget*, const char*> pages[] = {{&status, "status"}, {&settings, "settings"}};
+    for (const auto& [page, name] : pages) {
+        page->resize(760, 900);
+        page->show();
+        QCoreApplication::processEvents();
+        auto* shown = page->findChild<QLabel*>(QStringLiteral("healthWarningLine"));
+        ASSERT_NE(shown, nullptr) << name;
+        EXPECT_TRUE(shown->isVisible()) << name;
+        EXPECT_EQ(shown->text(), line) << name;
+        test::saveScreenshot(*page, QStringLiteral("%1-page-health-warning.png").arg(name));
+    }
+    EXPECT_TRUE(settings.statusPanel().lastErrorMetric().isVisible())
+        << "the warning is beside the last error, not in its place";
+
+    EXPECT_EQ(m_app->trayIcon().toolTip(), QStringLiteral("Qarvex · 已停止\n") + line);
+    EXPECT_TRUE(m_app->menu().actions().contains(&m_app->menu().warningLine()));
+    EXPECT_FALSE(m_app->menu().warningLine().isEnabled());
+    EXPECT_EQ(m_app->menu().warningLine().text(), line);
+    m_app->menu().popup(QPoint(0, 0));
+    ASSERT_TRUE(waitFor([&] { return m_app->menu().isVisible(); }));
+    test::saveScreenshot(m_app->menu(), QStringLiteral("tray-menu-health-warning.png"));
+    m_app->menu().hide();
+
+    ASSERT_TRUE(warn(viewModel, false));
+    for (const auto& [page, name] : pages) {
+        EXPECT_FALSE(page->findChild<QLabel*>(QStringLiteral("healthWarningLine"))->isVisible())
+            << name;
+    }
+    EXPECT_EQ(m_app->trayIcon().toolTip(), QStringLiteral("Qarvex · 已停止"));
+    EXPECT_FALSE(m_app->menu().actions().contains(&m_app->menu().warningLine()));
+}
+
+TEST_F(VelquorAppTest, TheWarningIsNotifiedUntilTheSwitchIsSavedOff) {
+    std::vector<DesktopNotification> shown;
+    auto& model = m_harness.start(m_controller, std::make_unique<test::RecordingNotifier>(shown));
+    ASSERT_TRUE(warn(model, true));
+    ASSERT_EQ(shown.size(), 1u);
+    EXPECT_EQ(shown[0], DesktopNotification::warning(targetRefusing()));
+
+    model.setDesktopNotifications(false);
+    model.saveSettings();
+    ASSERT_TRUE(waitFor([&] { return !m_harness.storedConfig().desktopNotifications; }));
+    ASSERT_TRUE(warn(model, false));
+    ASSERT_TRUE(warn(model, true));
+    EXPECT_EQ(shown.size(), 1u);
+}
+
+// The interval is the default minute: only the exit can bring the check this early.
+TEST_F(VelquorAppTest, TheExitOfOurForwarderRunsTheHealthCheckAtOnce) {
+    QProcess forwarder;
+    forwarder.start(QStringLiteral("/bin/sleep"), {QStringLiteral("600")});
+    ASSERT_TRUE(forwarder.waitForStarted());
+    m_controller->report(std::nullopt, static_cast<std::int32_t>(forwarder.processId()));
+    open();
+    ASSERT_EQ(model().healthCheckInterval(), std::chrono::seconds(60));
+    const int checksBefore = m_controller->healthChecks();
+
+    forwarder.kill();
+    EXPECT_TRUE(waitFor([&] { return m_controller->healthChecks() > checksBefore; }, 30000));
+    forwarder.waitForFinished();
+}
+
+TEST(SingleInstanceTest, ALaterLaunchDefersToTheFirstAndOneThatCannotListenStillRuns) {
     const auto serverName = QStringLiteral("velquor-test-%1").arg(::getpid());
     {
         SingleInstance first(serverName);
@@ -214,9 +327,7 @@ TEST(SingleInstanceTest, ALaterLaunchAsksTheFirstToShowItselfAndTakesOverOnceItE
     SingleInstance next(serverName);
     EXPECT_TRUE(next.claim());
     EXPECT_EQ(next.listenError(), QString());
-}
 
-TEST(SingleInstanceTest, WhereItCannotListenItStillRunsAndSaysWhy) {
     SingleInstance instance(QStringLiteral("/nonexistent-folder/velquor-test"));
     EXPECT_TRUE(instance.claim()) << "not taken for another instance";
     EXPECT_FALSE(instance.listenError().isEmpty());
