@@ -1,5 +1,6 @@
 #include "core/logging/LogManager.h"
 #include "core/logging/LogPreviewFormatter.h"
+#include "core/text/Utf8.h"
 #include "tests/support/Files.h"
 #include "tests/support/ScopedEnvironment.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -135,6 +136,16 @@ TEST(LogPreviewFormatter, ShowsNewestFirstSkipsEmptyLinesAndSaysWhenItIsCut) {
     EXPECT_EQ(LogPreviewFormatter::displayText("a\nb\n", 0),
               "仅显示最近 1 行，完整日志请点击“打开目录”查看。\nb");
     EXPECT_EQ(LogPreviewFormatter::displayText("a\nb\n", 2), "b\na") << "exactly at the limit";
+}
+
+// The log tail repairs a character cut at its start; here, one cut at the end.
+TEST(Utf8, RefusesOverlongSurrogateTruncatedAndOutOfRangeSequencesAndRepairsACutOne) {
+    EXPECT_TRUE(isValidUtf8("ascii 日本 \xF0\x9F\x98\x80"));
+    for (const char* bad : {"\xC0\xAF", "\xE0\x80\xAF", "\xED\xA0\x80", "\xE6\x97",
+                            "\xF4\x90\x80\x80", "\xFF", "\x80"}) {
+        EXPECT_FALSE(isValidUtf8(bad)) << ::testing::PrintToString(std::string(bad));
+    }
+    EXPECT_EQ(repairUtf8("x\xE6\x97"), "x\xEF\xBF\xBD\xEF\xBF\xBD");
 }
 
 } // namespace
