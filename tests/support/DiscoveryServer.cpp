@@ -10,7 +10,7 @@ namespace velquor::test {
 
 namespace {
 
-// Short enough that stop() is prompt, long enough not to spin.
+// Short enough that destruction is prompt, long enough not to spin.
 constexpr int pollMilliseconds = 20;
 constexpr std::size_t requestHeadLimit = 64 * 1024;
 
@@ -25,8 +25,6 @@ DiscoveryServer::Reply DiscoveryServer::redirectTo(const std::string& host, std:
     return {.head = "HTTP/1.1 302 Found\r\nLocation: http://" + host + ":" + std::to_string(port) +
                     "/\r\n"};
 }
-
-DiscoveryServer::DiscoveryServer() : DiscoveryServer(Reply{}) {}
 
 DiscoveryServer::DiscoveryServer(Reply reply)
     : m_listener(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)), m_reply(std::move(reply)) {
@@ -46,10 +44,6 @@ DiscoveryServer::DiscoveryServer(Reply reply)
     m_acceptor = std::jthread([this] { acceptConnections(); });
 }
 
-DiscoveryServer::~DiscoveryServer() {
-    stop();
-}
-
 void DiscoveryServer::setReply(Reply reply) {
     const std::lock_guard lock(m_replyMutex);
     m_reply = std::move(reply);
@@ -57,14 +51,6 @@ void DiscoveryServer::setReply(Reply reply) {
 
 Url DiscoveryServer::url() const {
     return Url::parse("http://127.0.0.1:" + std::to_string(m_port) + "/dynamic-port").value();
-}
-
-void DiscoveryServer::stop() {
-    m_stopping = true;
-    if (m_acceptor.joinable()) {
-        m_acceptor.join();
-    }
-    m_connections.clear();
 }
 
 void DiscoveryServer::acceptConnections() {
@@ -106,7 +92,7 @@ void DiscoveryServer::serve(int socket) {
     }
 }
 
-// Appends what the client sent within a poll interval; false once it left or on stop().
+// Appends what the client sent within a poll interval; false once it left or on destruction.
 bool DiscoveryServer::receive(int socket, std::string& into) {
     if (!ready(socket, POLLIN)) {
         return !m_stopping;

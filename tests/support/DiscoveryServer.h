@@ -14,14 +14,14 @@ namespace velquor::test {
 
 // A discovery endpoint on 127.0.0.1 at a port the kernel chose, answering every connection
 // with the current reply (HTTP/1.1, one request per connection). Serves from its own threads
-// until stopped; the destructor stops it and never hangs on a client.
+// until destroyed, and never hangs on a client then.
 class DiscoveryServer {
 public:
     enum class Behaviour {
         answer,        // the head, with no body
         endlessBody,   // the head, then a body streamed until the client goes away
         headThenStall, // the head, then silence where the body should be
-        stall,         // reads the request, then sends nothing until the client leaves or stop()
+        stall,         // reads the request, then sends nothing until the client leaves or the end
     };
 
     // Members carry initialisers so designated initialisers may name just a few of them.
@@ -34,9 +34,10 @@ public:
     // 302 to "http://<host>:<port>/".
     static Reply redirectTo(const std::string& host, std::int64_t port);
 
-    DiscoveryServer(); // a 200 without Location until told otherwise
+    DiscoveryServer() : DiscoveryServer(Reply{}) {} // a 200 without Location until told otherwise
     explicit DiscoveryServer(Reply reply);
-    ~DiscoveryServer();
+    // The threads see it at once and are joined as members go, the acceptor first.
+    ~DiscoveryServer() { m_stopping = true; }
     DiscoveryServer(const DiscoveryServer&) = delete;
     DiscoveryServer& operator=(const DiscoveryServer&) = delete;
 
@@ -48,9 +49,6 @@ public:
     Url url() const;
     // Complete request heads received so far.
     int requestCount() const noexcept { return m_requests.load(); }
-
-    // Ends every connection and joins every thread; idempotent.
-    void stop();
 
 private:
     void acceptConnections();
@@ -64,10 +62,10 @@ private:
     std::atomic<int> m_requests{0};
     mutable std::mutex m_replyMutex;
     Reply m_reply;
-    // Joined only by stop(): a server lives for one test, which makes few requests. Only the
+    // Joined only on destruction: a server lives for one test, which makes few requests. Only the
     // accepting thread touches the list while it runs.
     std::vector<std::jthread> m_connections;
-    std::jthread m_acceptor;
+    std::jthread m_acceptor; // last, so joined before anything it uses goes
 };
 
 } // namespace velquor::test

@@ -1,5 +1,7 @@
 #include "core/config/ConfigStore.h"
 
+#include "core/files/AtomicFile.h"
+#include "core/files/InstanceLock.h"
 #include "tests/support/Files.h"
 #include "tests/support/TemporaryDirectory.h"
 
@@ -7,8 +9,13 @@
 #include <nlohmann/json.hpp>
 
 #include <chrono>
+#include <csignal>
+#include <spawn.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
+
+extern char** environ;
 
 namespace velquor {
 namespace {
@@ -96,17 +103,6 @@ TEST_F(ConfigStoreTest, AFolderInPlaceOfTheFileIsSetAsideWithItsContents) {
     EXPECT_TRUE(fs::is_regular_file(m_file));
 }
 
-TEST_F(ConfigStoreTest, ASparseFileLoadsAndUnknownKeysAreDroppedOnTheNextWrite) {
-    auto json = ForwarderConfig::defaults().toJson();
-    json.erase("recentListenPorts");
-    json["futureSetting"] = true;
-    write(json.dump());
-    const auto config = m_store.load();
-    EXPECT_TRUE(asideFiles(m_folder).empty());
-    m_store.save(config);
-    EXPECT_FALSE(nlohmann::json::parse(readFile(m_file)).contains("futureSetting"));
-}
-
 TEST_F(ConfigStoreTest, SaveValidatesAndSaveInternalStillRefusesHosts) {
     m_store.load();
     const auto before = readFile(m_file);
@@ -166,17 +162,25 @@ TEST_F(ConfigStoreTest, PermissionFailuresAreReportedAndChangeNothing) {
         << "a file was set aside or a temporary one left behind";
 }
 
-TEST_F(ConfigStoreTest, ASymlinkedFileIsWrittenThroughToItsTarget) {
+// A sparse file from a later version loads as it is; the save goes through the link to the real
+// file and leaves out what this version does not know.
+TEST_F(ConfigStoreTest, ASparseSymlinkedFileLoadsAndIsWrittenThroughToItsTarget) {
+    auto json = ForwarderConfig::defaults().toJson();
+    json.erase("recentListenPorts");
+    json["futureSetting"] = true;
     const auto real = m_dir / "dotfiles" / "velquor.json";
     fs::create_directories(real.parent_path());
-    writeFile(real, ForwarderConfig::defaults().toJson().dump());
+    writeFile(real, json.dump());
     fs::create_directories(m_folder);
     fs::create_symlink("../dotfiles/velquor.json", m_file);
     auto config = m_store.load();
+    EXPECT_TRUE(asideFiles(m_folder).empty());
     config.autoStart = true;
     m_store.save(config);
     EXPECT_EQ(fs::read_symlink(m_file), "../dotfiles/velquor.json");
-    EXPECT_EQ(nlohmann::json::parse(readFile(real))["autoStart"], true);
+    const auto saved = nlohmann::json::parse(readFile(real));
+    EXPECT_EQ(saved["autoStart"], true);
+    EXPECT_FALSE(saved.contains("futureSetting"));
     EXPECT_EQ(std::distance(fs::directory_iterator(real.parent_path()), {}), 1);
 }
 
@@ -193,6 +197,81 @@ TEST_F(ConfigStoreTest, OnlyAChangeByAnotherHandSinceTheLastReadOrWriteCounts) {
     fs::rename(m_dir / "elsewhere", m_file);
     m_store.save(ForwarderConfig::defaults());
     EXPECT_FALSE(m_store.changedOnDisk());
+}
+
+TEST(AtomicFile, NewFilesArePrivateOrFollowTheUmaskAndReplacedOnesKeepTheirMode) {
+    const std::tuple<NewFileMode, mode_t, fs::perms> cases[] = {
+        {NewFileMode::privateToUser, 0, fs::perms(0600)},
+        {NewFileMode::privateToUser, 0277, fs::perms(0600)},
+        {NewFileMode::userUmask, 022, fs::perms(0644)},
+        {NewFileMode::userUmask, 027, fs::perms(0640)},
+    };
+    for (const auto& [mode, umask, created] : cases) {
+        test::TemporaryDirectory folder;
+        const auto file = folder / "f";
+        const mode_t previous = ::umask(umask);
+        writeFileAtomically(file, "one", mode);
+        EXPECT_EQ(fs::status(file).permissions(), created) << std::oct << umask;
+        fs::permissions(file, fs::perms(0604));
+        writeFileAtomically(file, "two", mode);
+        ::umask(previous);
+        EXPECT_EQ(fs::status(file).permissions(), fs::perms(0604))
+            << "a replaced file keeps its mode";
+        EXPECT_EQ(test::readFile(file), "two");
+        EXPECT_EQ(std::distance(fs::directory_iterator(folder.path()), {}), 1);
+    }
+}
+
+class InstanceLockTest : public ::testing::Test {
+protected:
+    test::TemporaryDirectory m_dir;
+    fs::path m_path = m_dir / "run" / "forwarder.lock";
+};
+
+TEST_F(InstanceLockTest, ASecondTakerIsRefusedAndNamesTheHolderUntilItLetsGo) {
+    {
+        const InstanceLock first(m_path, "qarvexd");
+        ASSERT_TRUE(first.isHeld());
+        const InstanceLock second(m_path, "qarvex");
+        EXPECT_FALSE(second.isHeld());
+        ASSERT_TRUE(second.holder());
+        EXPECT_EQ(second.holder()->text(), "qarvexd (PID " + std::to_string(::getpid()) + ")");
+    }
+    EXPECT_TRUE(InstanceLock(m_path, "qarvex").isHeld());
+}
+
+// A child started while the lock was held (here without our spawner, which would close the
+// descriptor anyway) must not keep it once the holder is gone.
+TEST_F(InstanceLockTest, AChildThatOutlivesTheHolderDoesNotKeepTheLock) {
+    pid_t child = -1;
+    {
+        const InstanceLock holder(m_path, "qarvexd");
+        ASSERT_TRUE(holder.isHeld());
+        char* const arguments[] = {const_cast<char*>("sleep"), const_cast<char*>("60"), nullptr};
+        ASSERT_EQ(::posix_spawn(&child, "/bin/sleep", nullptr, nullptr, arguments, environ), 0);
+    }
+    const InstanceLock next(m_path, "qarvexd");
+    ::kill(child, SIGKILL);
+    ::waitpid(child, nullptr, 0);
+    EXPECT_TRUE(next.isHeld());
+}
+
+TEST_F(InstanceLockTest, AHolderTextThatIsNotOursNamesNobody) {
+    for (const std::string text : {"", "12 \n", "x qarvexd\n", "12 a;rm -rf\n", "-4 qarvexd\n"}) {
+        const InstanceLock holder(m_path, "qarvexd");
+        test::writeFile(m_path, text);
+        EXPECT_EQ(InstanceLock(m_path, "qarvex").holder(), std::nullopt) << text;
+    }
+}
+
+// Neither may block the start: a FIFO without a reader would hang a plain open.
+TEST_F(InstanceLockTest, APathThatIsNoRegularFileIsRefused) {
+    fs::create_directories(m_path.parent_path());
+    ASSERT_EQ(::mkfifo(m_path.c_str(), 0600), 0);
+    EXPECT_THROW(InstanceLock(m_path, "qarvexd"), std::system_error);
+    fs::remove(m_path);
+    fs::create_directory(m_path);
+    EXPECT_THROW(InstanceLock(m_path, "qarvexd"), std::system_error);
 }
 
 } // namespace
