@@ -6,7 +6,6 @@
 #include "bench/ForwarderSweep.h"
 #include "bench/Interruption.h"
 #include "bench/IscsiPerf.h"
-#include "bench/Loopback.h"
 #include "bench/MachineDescription.h"
 #include "bench/ProcessUsage.h"
 #include "bench/QarvexdProcess.h"
@@ -16,6 +15,7 @@
 #include "core/process/ProcessRunner.h"
 #include "core/service/DefaultController.h"
 #include "support/harness/ChildProcess.h"
+#include "support/harness/Loopback.h"
 #include "support/harness/SystemTool.h"
 
 #include <algorithm>
@@ -105,8 +105,8 @@ BenchRun::BenchRun(const BenchOptions& options) : m_options(options) {
                                                       "iqn.2024-01.dev.velquor:bench", 64);
     m_discovery = std::make_unique<RedirectServer>(m_target->port());
     fs::create_directories(m_folder / "controller");
-    m_controller = std::make_unique<BenchController>(m_folder / "controller", Loopback::freePort(),
-                                                     m_discovery->url());
+    m_controller = std::make_unique<BenchController>(
+        m_folder / "controller", harness::Loopback::freePort(), m_discovery->url());
 }
 
 template <typename Measurement>
@@ -236,7 +236,7 @@ void BenchRun::measureStart() {
 void BenchRun::waitForBanner(const std::string& banner, std::chrono::milliseconds deadline) const {
     const auto until = Clock::now() + deadline;
     for (;;) {
-        if (Loopback::firstLine(m_controller->listenPort(), 1s) == banner) {
+        if (harness::Loopback::firstLine(m_controller->listenPort(), 1s) == banner) {
             return;
         }
         if (Clock::now() > until) {
@@ -293,7 +293,7 @@ void BenchRun::measureThroughput() {
     }
     m_controller->waitUntilAccepting(5s);
 
-    const auto referencePort = Loopback::freePort();
+    const auto referencePort = harness::Loopback::freePort();
     const SocatCommand command(DefaultController::resolveSocatURL(), "127.0.0.1", referencePort,
                                TargetEndpoint("127.0.0.1", m_target->port()));
     std::vector<std::string> arguments = {"-b", referenceSocatBuffer};
@@ -380,7 +380,7 @@ void BenchRun::measureIdleDaemon() {
     m_discovery->pointAt(m_target->port());
     const auto home = m_folder / "home";
     fs::create_directories(home);
-    const QarvexdProcess daemon(home, Loopback::freePort(), m_discovery->url(),
+    const QarvexdProcess daemon(home, harness::Loopback::freePort(), m_discovery->url(),
                                 m_options.checkIntervalSeconds);
     daemon.waitUntilForwarding(15s);
     // Start-up is not idleness: the window opens once loading and the first start are over.
@@ -448,7 +448,7 @@ void BenchRun::measureHealAtOnce() {
             const auto home = m_folder / (name + "-heal-" + std::to_string(run));
             fs::create_directories(home);
             ::chmod(home.c_str(), 0700);
-            const auto port = Loopback::freePort();
+            const auto port = harness::Loopback::freePort();
             const QarvexdProcess forwarder(home, port, m_discovery->url(), longCheckIntervalSeconds,
                                            program);
             forwarder.waitUntilForwarding(30s);
@@ -496,11 +496,11 @@ void BenchRun::measureNetworkChange() {
     m_discovery->pointAt(first.port());
     const auto home = m_folder / "network";
     fs::create_directories(home);
-    const auto port = Loopback::freePort();
+    const auto port = harness::Loopback::freePort();
     const QarvexdProcess daemon(home, port, m_discovery->url(), longCheckIntervalSeconds);
     daemon.waitUntilForwarding(15s);
     const auto reaches = [&](const BannerServer& server) {
-        return Loopback::firstLine(port, 1s) == server.banner();
+        return harness::Loopback::firstLine(port, 1s) == server.banner();
     };
     const BannerServer* current = &first;
     Samples untilReached;

@@ -1,6 +1,6 @@
 #include "bench/ServerProcess.h"
 
-#include "bench/Loopback.h"
+#include "support/harness/Loopback.h"
 
 #include <cerrno>
 #include <csignal>
@@ -41,8 +41,8 @@ namespace {
 } // namespace
 
 ServerProcess::ServerProcess(Handler handler, const void* context) {
-    auto listener = Loopback::listen();
-    m_port = Loopback::portOf(listener.get());
+    auto listener = harness::Loopback::listen();
+    m_port = harness::Loopback::portOf(listener.get());
     const pid_t parent = ::getpid();
     const pid_t pid = ::fork();
     if (pid < 0) {

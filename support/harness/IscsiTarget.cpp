@@ -1,6 +1,7 @@
 #include "support/harness/IscsiTarget.h"
 
 #include "core/forwarding/NetworkPortChecker.h"
+#include "support/harness/Loopback.h"
 #include "support/harness/SystemTool.h"
 
 #include <fstream>
@@ -38,7 +39,7 @@ std::string contentOf(const fs::path& file) {
 } // namespace
 
 IscsiTarget::IscsiTarget(const fs::path& folder, std::string iqn, std::int64_t lunMegabytes)
-    : m_iqn(std::move(iqn)), m_port(freeLoopbackPort()), m_controlPort(unusedControlPort()) {
+    : m_iqn(std::move(iqn)), m_port(Loopback::freePort()), m_controlPort(unusedControlPort()) {
     const auto lun = folder / ("lun-" + std::to_string(m_port) + ".img");
     std::ofstream(lun).close();
     fs::resize_file(lun, static_cast<std::uintmax_t>(lunMegabytes) * 1024 * 1024);

@@ -19,7 +19,4 @@ public:
                            std::chrono::milliseconds timeout);
 };
 
-// A TCP port on 127.0.0.1 that nothing listens on right now, chosen by the kernel.
-std::int64_t freeLoopbackPort();
-
 } // namespace velquor::harness

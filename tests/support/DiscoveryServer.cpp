@@ -1,10 +1,9 @@
 #include "tests/support/DiscoveryServer.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
+#include "support/harness/Loopback.h"
+
 #include <poll.h>
 #include <sys/socket.h>
-#include <system_error>
 
 namespace velquor::test {
 
@@ -27,20 +26,8 @@ DiscoveryServer::Reply DiscoveryServer::redirectTo(const std::string& host, std:
 }
 
 DiscoveryServer::DiscoveryServer(Reply reply)
-    : m_listener(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)), m_reply(std::move(reply)) {
-    if (!m_listener.isOpen()) {
-        throw std::system_error(errno, std::generic_category(), "socket");
-    }
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    if (::bind(m_listener.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
-        ::listen(m_listener.get(), 64) != 0 ||
-        ::getsockname(m_listener.get(), reinterpret_cast<sockaddr*>(&address), &length) != 0) {
-        throw std::system_error(errno, std::generic_category(), "listening on 127.0.0.1");
-    }
-    m_port = ntohs(address.sin_port);
+    : m_listener(harness::Loopback::listen()), m_reply(std::move(reply)) {
+    m_port = harness::Loopback::portOf(m_listener.get());
     m_acceptor = std::jthread([this] { acceptConnections(); });
 }
 

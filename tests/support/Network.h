@@ -1,6 +1,6 @@
 #pragma once
 
-#include "support/harness/SystemTool.h"
+#include "support/harness/Loopback.h"
 
 #include <cstdint>
 
@@ -8,7 +8,7 @@ namespace velquor::test {
 
 // A TCP port on 127.0.0.1 that nothing listens on right now, chosen by the kernel.
 inline std::int64_t freeTcpPort() {
-    return harness::freeLoopbackPort();
+    return harness::Loopback::freePort();
 }
 
 } // namespace velquor::test

@@ -7,13 +7,13 @@
 #include <optional>
 #include <string>
 
-namespace velquor::bench {
+namespace velquor::harness {
 
-// TCP on 127.0.0.1, the only network the bench touches.
+// TCP on 127.0.0.1, the only network the bench and the whole-system tests touch.
 class Loopback {
 public:
     // Listening, at a port the kernel chose. Throws std::system_error.
-    static FileDescriptor listen();
+    static FileDescriptor listen(int backlog = 64);
     static std::int64_t portOf(int socket);
     // A port that was free a moment ago, for programs that bind it themselves.
     static std::int64_t freePort();
@@ -23,4 +23,4 @@ public:
                                                 std::chrono::milliseconds deadline);
 };
 
-} // namespace velquor::bench
+} // namespace velquor::harness

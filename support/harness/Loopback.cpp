@@ -1,4 +1,4 @@
-#include "bench/Loopback.h"
+#include "support/harness/Loopback.h"
 
 #include <arpa/inet.h>
 #include <cerrno>
@@ -7,7 +7,7 @@
 #include <sys/socket.h>
 #include <system_error>
 
-namespace velquor::bench {
+namespace velquor::harness {
 
 namespace {
 
@@ -25,7 +25,7 @@ sockaddr_in loopbackAddress(std::int64_t port) {
 
 } // namespace
 
-FileDescriptor Loopback::listen() {
+FileDescriptor Loopback::listen(int backlog) {
     FileDescriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     if (!socket.isOpen()) {
         fail("creating a socket");
@@ -34,7 +34,7 @@ FileDescriptor Loopback::listen() {
     if (::bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
         fail("binding to 127.0.0.1");
     }
-    if (::listen(socket.get(), 64) != 0) {
+    if (::listen(socket.get(), backlog) != 0) {
         fail("listening on 127.0.0.1");
     }
     return socket;
@@ -93,4 +93,4 @@ std::optional<std::string> Loopback::firstLine(std::int64_t port,
     }
 }
 
-} // namespace velquor::bench
+} // namespace velquor::harness
