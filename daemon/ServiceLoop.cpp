@@ -86,7 +86,7 @@ public:
         }
         try {
             m_watch = std::make_unique<ProcessExitWatch>(*pid);
-            m_backoff.started(now);
+            m_backoff.started(*pid, now);
         } catch (const std::exception&) {
             m_watch.reset(); // the interval still finds it
         }
@@ -107,15 +107,18 @@ public:
                                    std::chrono::seconds interval) {
         const auto pid = m_watch->processIdentifier();
         m_watch.reset();
-        const auto decision = m_backoff.exited(now, interval);
-        if (decision.delay == decision.delay.zero()) {
+        const auto decision = m_backoff.exited(pid, now, interval);
+        if (!decision) {
+            return SteadyClock::time_point::max();
+        }
+        if (decision->delay == decision->delay.zero()) {
             controller.note("Health check early: forwarder exited [PID=" + std::to_string(pid) +
                             "]");
         }
-        if (decision.logLine) {
-            controller.note(*decision.logLine);
+        if (decision->logLine) {
+            controller.note(*decision->logLine);
         }
-        return now + decision.delay;
+        return now + decision->delay;
     }
 
 private:

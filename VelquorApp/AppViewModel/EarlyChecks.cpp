@@ -68,7 +68,7 @@ void EarlyChecks::follow(const ServiceSnapshot& snapshot) {
             snapshot.socatRuntimeStatus.kind == SocatRuntimeStatus::Kind::notListening;
         if (vanished && !m_vanishReported && !m_exitWatch) {
             m_vanishReported = true;
-            reportExit();
+            reportExit(m_followedProcess.value_or(0));
         }
         return;
     }
@@ -85,7 +85,8 @@ void EarlyChecks::follow(const ServiceSnapshot& snapshot) {
     } catch (const std::system_error&) {
         return; // gone already: the next check finds out
     }
-    m_backoff.started(Clock::now());
+    m_followedProcess = process;
+    m_backoff.started(process, Clock::now());
     m_exitNotifier =
         std::make_unique<QSocketNotifier>(m_exitWatch->descriptor(), QSocketNotifier::Read);
     connect(m_exitNotifier.get(), &QSocketNotifier::activated, this, &EarlyChecks::forwarderExited);
@@ -97,20 +98,24 @@ void EarlyChecks::dropExitWatch() {
 }
 
 void EarlyChecks::forwarderExited() {
-    m_exitedProcess = m_exitWatch->processIdentifier();
+    const auto process = m_exitWatch->processIdentifier();
+    m_exitedProcess = process;
     // Deleted later: this runs inside the notifier's own signal.
     m_exitNotifier->setEnabled(false);
     m_exitNotifier.release()->deleteLater();
     m_exitWatch.reset();
-    reportExit();
+    reportExit(process);
 }
 
-void EarlyChecks::reportExit() {
-    const auto decision = m_backoff.exited(Clock::now(), m_checkInterval());
-    if (decision.logLine) {
-        emit noteWanted(qt(*decision.logLine));
+void EarlyChecks::reportExit(std::int32_t process) {
+    const auto decision = m_backoff.exited(process, Clock::now(), m_checkInterval());
+    if (!decision) {
+        return;
     }
-    emit checkWanted(decision.delay);
+    if (decision->logLine) {
+        emit noteWanted(qt(*decision->logLine));
+    }
+    emit checkWanted(decision->delay);
 }
 
 // --- resume and network changes ---

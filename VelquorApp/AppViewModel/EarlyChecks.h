@@ -54,7 +54,7 @@ signals:
 private:
     void forwarderExited();
     // Back-off, its line, then the check: for an exit seen by the watch or by a snapshot.
-    void reportExit();
+    void reportExit(std::int32_t process);
     void systemChanged(bool resumed, bool networkChanged);
     void armSchedule();
     void runScheduled();
@@ -64,6 +64,7 @@ private:
     std::optional<ProcessExitWatch> m_exitWatch;
     std::unique_ptr<QSocketNotifier> m_exitNotifier;
     std::optional<std::int32_t> m_exitedProcess;
+    std::optional<std::int32_t> m_followedProcess;
     // A snapshot already showed the forwarder gone before any watch could see it.
     bool m_vanishReported = false;
 

@@ -29,11 +29,14 @@ public:
         bool operator==(const Decision&) const = default;
     };
 
-    // A forwarder of ours was launched.
-    void started(Clock::time_point at) noexcept { m_startedAt = at; }
+    // A forwarder of ours is running as `pid`. Seeing the same one again (after every check)
+    // keeps the time it started: its uptime runs from its launch, not from the last look.
+    void started(std::int32_t pid, Clock::time_point at) noexcept;
 
-    // It exited without being asked to; the health check is to run after the delay.
-    Decision exited(Clock::time_point at, std::chrono::seconds checkInterval);
+    // It exited without being asked to; the health check is to run after the delay. Nothing
+    // when this exit was counted already: one exit, however often it is seen, counts once.
+    std::optional<Decision> exited(std::int32_t pid, Clock::time_point at,
+                                   std::chrono::milliseconds checkInterval);
 
     // A user's stop or start: whatever happened before does not count.
     void reset() noexcept;
@@ -42,7 +45,9 @@ public:
 
 private:
     std::int64_t m_exits = 0;
+    std::optional<std::int32_t> m_pid;
     std::optional<Clock::time_point> m_startedAt;
+    std::optional<std::int32_t> m_countedExit;
 };
 
 } // namespace velquor

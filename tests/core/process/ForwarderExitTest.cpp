@@ -52,7 +52,7 @@ struct Exit {
 
 struct BackoffCase {
     const char* name;
-    std::chrono::seconds interval;
+    std::chrono::milliseconds interval;
     std::vector<Exit> exits;
 };
 
@@ -76,15 +76,24 @@ const BackoffCase backoffCases[] = {
 
 class RestartBackoffTable : public ::testing::TestWithParam<BackoffCase> {};
 
+// Each forwarder is seen again halfway through its run (as after every check), and its exit is
+// reported twice (a stale snapshot, a second reader) and the dead one shown once more: neither
+// may count twice nor restart its uptime.
 TEST_P(RestartBackoffTable, DelaysTheCheckAfterEachExit) {
     RestartBackoff backoff;
     auto now = RestartBackoff::Clock::time_point{} + 1h;
+    std::int32_t pid = 100;
     for (const auto& exit : GetParam().exits) {
-        backoff.started(now);
+        ++pid;
+        backoff.started(pid, now);
+        backoff.started(pid, now + exit.uptime / 2);
         now += exit.uptime;
-        const auto decision = backoff.exited(now, GetParam().interval);
-        EXPECT_EQ(decision.delay, exit.delay) << backoff.exitsInARow();
-        EXPECT_EQ(decision.logLine.value_or(""), exit.logLine ? exit.logLine : "");
+        const auto decision = backoff.exited(pid, now, GetParam().interval);
+        ASSERT_TRUE(decision);
+        EXPECT_EQ(decision->delay, exit.delay) << backoff.exitsInARow();
+        EXPECT_EQ(decision->logLine.value_or(""), exit.logLine ? exit.logLine : "");
+        backoff.started(pid, now);
+        EXPECT_EQ(backoff.exited(pid, now, GetParam().interval), std::nullopt);
     }
 }
 
