@@ -233,6 +233,12 @@ LogManager::parseBracketTimestamp(std::string_view line) {
         local.tm_min != asWritten.tm_min || local.tm_sec != asWritten.tm_sec) {
         return std::nullopt;
     }
+    // The clock counts nanoseconds and ends in 2262; a stamp beyond either end stays in order.
+    constexpr auto limit =
+        std::chrono::duration_cast<std::chrono::seconds>(Clock::duration::max()).count() - 1;
+    if (seconds > limit || seconds < -limit) {
+        return seconds > 0 ? Clock::time_point::max() : Clock::time_point::min();
+    }
     return Clock::from_time_t(seconds);
 }
 

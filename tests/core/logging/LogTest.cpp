@@ -82,22 +82,24 @@ TEST_F(LogManagerTest, ReadRecentReadsOnlyTheTailAndRepairsACutCharacterAfterACl
     EXPECT_LT(read, 2 * 1024 * 1024) << "read " << read << " bytes for a 512 KiB tail";
 }
 
-// Only an exact stamp dates a line: the others stay, however old they look.
+// Only an exact stamp dates a line: the others stay, however old they look; a stamp beyond the
+// clock's range still sorts.
 TEST_F(LogManagerTest, PruneDropsOldStampedLinesAndKeepsTheRest) {
     const auto now = march1();
     m_log.append("thirty hours ago \xFF\ncontinued", now - 30h); // bytes of any kind
     m_log.append("ten hours ago", now - 10h);
-    const std::string unstamped = "no stamp here\n\n[2000-01-01 00:00:00\n2000-01-01 00:00:00] x\n"
-                                  "[2000-01-01T00:00:00] x\n[2000-02-30 00:00:00] x\n"
-                                  "[2000-1-1 00:00:00]   x\n[２000-01-01 00:00:00] x\n\xC0\xAF\n";
-    std::ofstream(m_file, std::ios::app) << unstamped;
+    const std::string staying = "no stamp here\n\n[2000-01-01 00:00:00\n2000-01-01 00:00:00] x\n"
+                                "[2000-01-01T00:00:00] x\n[2000-02-30 00:00:00] x\n"
+                                "[2000-1-1 00:00:00]   x\n[２000-01-01 00:00:00] x\n\xC0\xAF\n"
+                                "[2999-01-01 00:00:00] beyond the clock's end\n";
+    std::ofstream(m_file, std::ios::app) << "[1500-01-01 00:00:00] before its start\n" + staying;
 
     m_log.prune(-1, now);
     EXPECT_NE(readFile(m_file).find("thirty hours ago"), std::string::npos);
     m_log.prune(1, now);
-    EXPECT_EQ(readFile(m_file), "continued\n[2026-03-01 04:05:09] ten hours ago\n" + unstamped);
+    EXPECT_EQ(readFile(m_file), "continued\n[2026-03-01 04:05:09] ten hours ago\n" + staying);
     m_log.prune(0, now);
-    EXPECT_EQ(readFile(m_file), "continued\n" + unstamped);
+    EXPECT_EQ(readFile(m_file), "continued\n" + staying);
 }
 
 TEST_F(LogManagerTest, PruneCountsCalendarDaysAcrossADaylightSavingChange) {
