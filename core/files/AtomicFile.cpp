@@ -20,19 +20,6 @@ namespace {
     throw std::system_error(error, std::generic_category(), what);
 }
 
-void writeAll(int fd, std::string_view bytes, const std::string& path) {
-    while (!bytes.empty()) {
-        const auto written = ::write(fd, bytes.data(), bytes.size());
-        if (written < 0) {
-            if (errno == EINTR) {
-                continue;
-            }
-            fail(errno, "writing " + path);
-        }
-        bytes.remove_prefix(static_cast<std::size_t>(written));
-    }
-}
-
 void syncFolder(const std::filesystem::path& folder) {
     // Makes the rename itself durable; some file systems refuse fsync on folders, harmlessly.
     FileDescriptor fd(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
@@ -69,6 +56,19 @@ FileDescriptor createTemporaryFile(const std::filesystem::path& folder, const st
 }
 
 } // namespace
+
+void writeAll(int fd, std::string_view bytes, const std::string& path) {
+    while (!bytes.empty()) {
+        const auto written = ::write(fd, bytes.data(), bytes.size());
+        if (written < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            fail(errno, "writing " + path);
+        }
+        bytes.remove_prefix(static_cast<std::size_t>(written));
+    }
+}
 
 void writeFileAtomically(const std::filesystem::path& path, std::string_view bytes,
                          NewFileMode newFileMode) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <string>
 #include <string_view>
 
 namespace velquor {
@@ -18,6 +19,10 @@ enum class NewFileMode {
 // the old file is untouched and the temporary file is removed.
 void writeFileAtomically(const std::filesystem::path& path, std::string_view bytes,
                          NewFileMode newFileMode = NewFileMode::privateToUser);
+
+// Writes all of bytes to fd, resuming after a partial write or a signal; throws
+// std::system_error naming path.
+void writeAll(int fd, std::string_view bytes, const std::string& path);
 
 // Creates the folder with its parents when missing; throws std::system_error on failure.
 void createDirectories(const std::filesystem::path& folder);

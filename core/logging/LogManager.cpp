@@ -2,34 +2,37 @@
 
 #include "core/files/AtomicFile.h"
 #include "core/files/FileDescriptor.h"
+#include "core/logging/StampedLineFilter.h"
 #include "core/text/Utf8.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <ctime>
 #include <fcntl.h>
+#include <functional>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
 #include <utility>
+#include <vector>
 
 namespace velquor {
 
 namespace {
 
+constexpr std::size_t chunkSize = 64 * 1024;
+
 [[noreturn]] void fail(int error, const std::string& what) {
     throw std::system_error(error, std::generic_category(), what);
 }
 
-bool fileExists(const std::filesystem::path& path) {
-    std::error_code ignored;
-    return std::filesystem::exists(path, ignored);
-}
-
-std::string readFrom(int fd, off_t offset, const std::string& path) {
-    std::string bytes;
-    char buffer[65536];
+// Calls consume with each chunk of the file from offset on; memory stays at one buffer.
+void readChunks(int fd, off_t offset, const std::string& path,
+                const std::function<void(std::string_view)>& consume) {
+    std::vector<char> buffer(chunkSize);
     for (;;) {
-        const auto got = ::pread(fd, buffer, sizeof buffer, offset);
+        const auto got = ::pread(fd, buffer.data(), buffer.size(), offset);
         if (got < 0) {
             if (errno == EINTR) {
                 continue;
@@ -37,32 +40,138 @@ std::string readFrom(int fd, off_t offset, const std::string& path) {
             fail(errno, "reading " + path);
         }
         if (got == 0) {
-            return bytes;
+            return;
         }
-        bytes.append(buffer, static_cast<std::size_t>(got));
+        consume(std::string_view(buffer.data(), static_cast<std::size_t>(got)));
         offset += got;
     }
 }
 
-// Only a regular file is a log: a FIFO would block the service on open or write, a device or a
-// directory is nothing to append to or read back. O_NONBLOCK makes the open itself safe.
-FileDescriptor openRegularFile(const std::filesystem::path& path, int flags,
-                               const std::string& what) {
-    FileDescriptor fd(::open(path.c_str(), flags | O_CLOEXEC | O_NONBLOCK));
+// Only a plain file of its own is a log. Through a link, or another name of a hard-linked file,
+// even root would write, replace or show a file that is not the log. A FIFO would block the
+// service on open or write; a device or a directory is nothing to append to or read back.
+void refuseUnlessPlainFile(const struct stat& info, const std::string& what) {
+    if (S_ISLNK(info.st_mode)) {
+        fail(ELOOP, what + ": symbolic link, which the log never follows");
+    }
+    if (!S_ISREG(info.st_mode)) {
+        fail(EINVAL, what + ": not a regular file");
+    }
+    if (info.st_nlink > 1) {
+        fail(EMLINK, what + ": hard link, a file with more than one name");
+    }
+}
+
+struct OpenLog {
+    FileDescriptor fd;
+    struct stat info;
+};
+
+// The open file with its status, or nothing when there is none. O_NOFOLLOW refuses a link of any
+// kind, even a dangling one; O_NONBLOCK makes the open of a FIFO safe.
+std::optional<OpenLog> openLogIfPresent(const std::filesystem::path& path, int flags,
+                                        const std::string& action) {
+    const auto what = action + " " + path.string();
+    FileDescriptor fd(::open(path.c_str(), flags | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW));
     if (!fd.isOpen()) {
-        if (errno == ENXIO) { // a FIFO that nobody reads
-            fail(EINVAL, what + " " + path.string() + ": not a regular file");
+        if (errno == ENOENT) {
+            return std::nullopt;
         }
-        fail(errno, what + " " + path.string());
+        const int error = errno;
+        struct stat info {};
+        // ENXIO: a FIFO that nobody reads.
+        if ((error == ELOOP || error == ENXIO) && ::lstat(path.c_str(), &info) == 0) {
+            refuseUnlessPlainFile(info, what);
+        }
+        fail(error, what);
     }
     struct stat info {};
     if (::fstat(fd.get(), &info) != 0) {
-        fail(errno, what + " " + path.string());
+        fail(errno, what);
     }
-    if (!S_ISREG(info.st_mode)) {
-        fail(EINVAL, what + " " + path.string() + ": not a regular file");
+    refuseUnlessPlainFile(info, what);
+    return OpenLog{std::move(fd), info};
+}
+
+// The pruned copy is written beside the log with its mode and renamed over it when complete, so
+// a reader sees the old log or the new one. mkostemp creates exclusively: it follows no link.
+class Replacement {
+public:
+    Replacement(const std::filesystem::path& path, mode_t mode)
+        : m_path(path),
+          m_temporary(path.parent_path() / ("." + path.filename().string() + ".XXXXXX")),
+          m_fd(::mkostemp(m_temporary.data(), O_CLOEXEC)) {
+        if (!m_fd.isOpen()) {
+            fail(errno, "creating a temporary file beside " + path.string());
+        }
+        if (::fchmod(m_fd.get(), mode & 07777) != 0) {
+            const int error = errno;
+            ::unlink(m_temporary.c_str());
+            fail(error, "setting the mode of " + m_temporary);
+        }
     }
-    return fd;
+    ~Replacement() {
+        if (!m_committed) {
+            ::unlink(m_temporary.c_str());
+        }
+    }
+    Replacement(const Replacement&) = delete;
+    Replacement& operator=(const Replacement&) = delete;
+
+    void write(std::string_view bytes) {
+        m_pending.append(bytes);
+        if (m_pending.size() >= chunkSize) {
+            flush();
+        }
+    }
+
+    void commit() {
+        flush();
+        if (::fsync(m_fd.get()) != 0) {
+            fail(errno, "flushing " + m_temporary);
+        }
+        if (m_fd.close() != 0) {
+            fail(errno, "closing " + m_temporary);
+        }
+        if (::rename(m_temporary.c_str(), m_path.c_str()) != 0) {
+            fail(errno, "replacing " + m_path.string());
+        }
+        m_committed = true;
+        const FileDescriptor folder(
+            ::open(m_path.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        if (folder.isOpen()) {
+            ::fsync(folder.get()); // makes the rename durable; harmless where refused
+        }
+    }
+
+private:
+    void flush() {
+        writeAll(m_fd.get(), m_pending, m_temporary);
+        m_pending.clear();
+    }
+
+    std::filesystem::path m_path;
+    std::string m_temporary;
+    FileDescriptor m_fd;
+    std::string m_pending;
+    bool m_committed = false;
+};
+
+// now moved back by whole calendar days in local time, keeping its sub-second part; nothing
+// when the calendar cannot say.
+std::optional<std::chrono::system_clock::time_point>
+daysBefore(std::chrono::system_clock::time_point now, std::int64_t days) {
+    using Clock = std::chrono::system_clock;
+    const std::time_t nowSeconds = Clock::to_time_t(now);
+    std::tm local{};
+    ::localtime_r(&nowSeconds, &local);
+    local.tm_mday -= static_cast<int>(std::min<std::int64_t>(days, 1'000'000));
+    local.tm_isdst = -1;
+    const std::time_t cutoffSeconds = std::mktime(&local);
+    if (cutoffSeconds == -1) {
+        return std::nullopt;
+    }
+    return Clock::from_time_t(cutoffSeconds) + (now - Clock::from_time_t(nowSeconds));
 }
 
 bool isDigits(std::string_view text) {
@@ -124,6 +233,12 @@ LogManager::parseBracketTimestamp(std::string_view line) {
         local.tm_min != asWritten.tm_min || local.tm_sec != asWritten.tm_sec) {
         return std::nullopt;
     }
+    // The clock counts nanoseconds and ends in 2262; a stamp beyond either end stays in order.
+    constexpr auto limit =
+        std::chrono::duration_cast<std::chrono::seconds>(Clock::duration::max()).count() - 1;
+    if (seconds > limit || seconds < -limit) {
+        return seconds > 0 ? Clock::time_point::max() : Clock::time_point::min();
+    }
     return Clock::from_time_t(seconds);
 }
 
@@ -139,84 +254,54 @@ void LogManager::append(std::string_view message, Clock::time_point date) const 
     std::string line = "[" + formatTimestamp(date) + "] ";
     line.append(message);
     line += '\n';
-    if (!fileExists(m_logURL)) {
+    const auto log = openLogIfPresent(m_logURL, O_WRONLY | O_APPEND, "opening");
+    if (!log) {
         writeFileAtomically(m_logURL, line);
         return;
     }
-    const FileDescriptor fd = openRegularFile(m_logURL, O_WRONLY | O_APPEND, "opening");
-    std::string_view rest = line;
-    while (!rest.empty()) {
-        const auto written = ::write(fd.get(), rest.data(), rest.size());
-        if (written < 0) {
-            if (errno == EINTR) {
-                continue;
-            }
-            fail(errno, "writing " + m_logURL.string());
-        }
-        rest.remove_prefix(static_cast<std::size_t>(written));
-    }
+    writeAll(log->fd.get(), line, m_logURL.string());
 }
 
 std::string LogManager::readRecent(std::int64_t maxBytes) const {
-    if (!fileExists(m_logURL)) {
+    const auto log = openLogIfPresent(m_logURL, O_RDONLY, "opening");
+    if (!log) {
         return "";
     }
-    const FileDescriptor fd = openRegularFile(m_logURL, O_RDONLY, "opening");
-    struct stat info {};
-    if (::fstat(fd.get(), &info) != 0) {
-        fail(errno, "reading " + m_logURL.string());
-    }
-    const off_t start = info.st_size > maxBytes ? info.st_size - maxBytes : 0;
-    return repairUtf8(readFrom(fd.get(), start, m_logURL.string()));
+    const off_t size = log->info.st_size;
+    const off_t start = size > maxBytes ? size - maxBytes : 0;
+    std::string bytes;
+    readChunks(log->fd.get(), start, m_logURL.string(),
+               [&](std::string_view chunk) { bytes.append(chunk); });
+    return repairUtf8(bytes);
 }
 
 void LogManager::clear() const {
     ensureParentDirectoryExists();
+    struct stat info {};
+    if (::lstat(m_logURL.c_str(), &info) == 0) {
+        refuseUnlessPlainFile(info, "clearing " + m_logURL.string());
+    }
     writeFileAtomically(m_logURL, "");
 }
 
 void LogManager::prune(std::int64_t retentionDays, Clock::time_point now) const {
-    if (retentionDays < 0 || !fileExists(m_logURL)) {
+    if (retentionDays < 0) {
         return;
     }
-    const std::time_t nowSeconds = Clock::to_time_t(now);
-    std::tm local{};
-    ::localtime_r(&nowSeconds, &local);
-    local.tm_mday -= static_cast<int>(std::min<std::int64_t>(retentionDays, 1'000'000));
-    local.tm_isdst = -1;
-    const std::time_t cutoffSeconds = std::mktime(&local);
-    if (cutoffSeconds == -1) {
+    const auto log = openLogIfPresent(m_logURL, O_RDONLY, "opening");
+    if (!log) {
         return;
     }
-    // Keep the sub-second part of now: the cut-off is now moved by whole days.
-    const auto cutoff = Clock::from_time_t(cutoffSeconds) + (now - Clock::from_time_t(nowSeconds));
-
-    const FileDescriptor fd = openRegularFile(m_logURL, O_RDONLY, "opening");
-    const auto text = readFrom(fd.get(), 0, m_logURL.string());
-    if (!isValidUtf8(text)) {
-        fail(EILSEQ, "reading " + m_logURL.string());
+    const auto cutoff = daysBefore(now, retentionDays);
+    if (!cutoff) {
+        return;
     }
-    std::string kept;
-    kept.reserve(text.size());
-    bool first = true;
-    for (std::size_t start = 0;;) {
-        const auto end = text.find('\n', start);
-        const auto piece = std::string_view(text).substr(
-            start, end == std::string::npos ? std::string::npos : end - start);
-        const auto stamp = parseBracketTimestamp(piece);
-        if (!stamp || *stamp >= cutoff) {
-            if (!first) {
-                kept += '\n';
-            }
-            kept.append(piece);
-            first = false;
-        }
-        if (end == std::string::npos) {
-            break;
-        }
-        start = end + 1;
-    }
-    writeFileAtomically(m_logURL, kept);
+    Replacement replacement(m_logURL, log->info.st_mode);
+    StampedLineFilter filter(*cutoff, [&](std::string_view kept) { replacement.write(kept); });
+    readChunks(log->fd.get(), 0, m_logURL.string(),
+               [&](std::string_view chunk) { filter.feed(chunk); });
+    filter.finish();
+    replacement.commit();
 }
 
 } // namespace velquor

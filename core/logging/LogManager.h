@@ -10,7 +10,9 @@
 namespace velquor {
 
 // Owns the one log file: lines "[yyyy-MM-dd HH:mm:ss] message" in the process's local time.
-// Every call opens and closes the file; no handle, buffer or cache is kept between calls.
+// Every call opens and closes the file; no handle, buffer or cache is kept between calls. Only a
+// regular file with one name is the log: every call refuses a symbolic link (dangling or not), a
+// hard link, a FIFO, a device or a folder at the path, leaving it as it is.
 class LogManager {
 public:
     using Clock = std::chrono::system_clock;
@@ -29,8 +31,9 @@ public:
     // Leaves an empty file.
     void clear() const;
 
-    // Drops stamped lines older than retentionDays calendar days before now; unstamped lines
-    // and the final line break stay. Negative retention does nothing.
+    // Drops stamped lines older than retentionDays calendar days before now; unstamped lines,
+    // bytes of any kind and the final line break stay. Negative retention does nothing. Streams
+    // the file into its replacement in bounded memory, however long the file or a line is.
     void prune(std::int64_t retentionDays, Clock::time_point now) const;
 
     static std::string formatTimestamp(Clock::time_point date);

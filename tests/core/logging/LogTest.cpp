@@ -5,16 +5,20 @@
 #include "tests/support/ScopedEnvironment.h"
 #include "tests/support/TemporaryDirectory.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <fstream>
 #include <functional>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 
 namespace velquor {
 namespace {
 
 using test::readFile;
+using ::testing::HasSubstr;
 
 namespace fs = std::filesystem;
 using Clock = LogManager::Clock;
@@ -78,22 +82,24 @@ TEST_F(LogManagerTest, ReadRecentReadsOnlyTheTailAndRepairsACutCharacterAfterACl
     EXPECT_LT(read, 2 * 1024 * 1024) << "read " << read << " bytes for a 512 KiB tail";
 }
 
-// Only an exact stamp dates a line: the others stay, however old they look.
+// Only an exact stamp dates a line: the others stay, however old they look; a stamp beyond the
+// clock's range still sorts.
 TEST_F(LogManagerTest, PruneDropsOldStampedLinesAndKeepsTheRest) {
     const auto now = march1();
-    m_log.append("thirty hours ago\ncontinued", now - 30h);
+    m_log.append("thirty hours ago \xFF\ncontinued", now - 30h); // bytes of any kind
     m_log.append("ten hours ago", now - 10h);
-    const std::string unstamped = "no stamp here\n\n[2000-01-01 00:00:00\n2000-01-01 00:00:00] x\n"
-                                  "[2000-01-01T00:00:00] x\n[2000-02-30 00:00:00] x\n"
-                                  "[2000-1-1 00:00:00]   x\n[２000-01-01 00:00:00] x\n";
-    std::ofstream(m_file, std::ios::app) << unstamped;
+    const std::string staying = "no stamp here\n\n[2000-01-01 00:00:00\n2000-01-01 00:00:00] x\n"
+                                "[2000-01-01T00:00:00] x\n[2000-02-30 00:00:00] x\n"
+                                "[2000-1-1 00:00:00]   x\n[２000-01-01 00:00:00] x\n\xC0\xAF\n"
+                                "[2999-01-01 00:00:00] beyond the clock's end\n";
+    std::ofstream(m_file, std::ios::app) << "[1500-01-01 00:00:00] before its start\n" + staying;
 
     m_log.prune(-1, now);
     EXPECT_NE(readFile(m_file).find("thirty hours ago"), std::string::npos);
     m_log.prune(1, now);
-    EXPECT_EQ(readFile(m_file), "continued\n[2026-03-01 04:05:09] ten hours ago\n" + unstamped);
+    EXPECT_EQ(readFile(m_file), "continued\n[2026-03-01 04:05:09] ten hours ago\n" + staying);
     m_log.prune(0, now);
-    EXPECT_EQ(readFile(m_file), "continued\n" + unstamped);
+    EXPECT_EQ(readFile(m_file), "continued\n" + staying);
 }
 
 TEST_F(LogManagerTest, PruneCountsCalendarDaysAcrossADaylightSavingChange) {
@@ -106,23 +112,70 @@ TEST_F(LogManagerTest, PruneCountsCalendarDaysAcrossADaylightSavingChange) {
     EXPECT_EQ(readFile(m_file), "[2026-03-28 12:30:00] 22.5 hours ago\n");
 }
 
-// Something that is not a regular file at the log path: a FIFO nobody reads (a plain open would
-// block the service for good), a directory, a device. Every operation refuses it at once.
-TEST_F(LogManagerTest, ALogPathThatIsNoRegularFileIsRefusedWithoutBlocking) {
-    const std::function<void(const fs::path&)> makers[] = {
-        [](const fs::path& path) { ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0); },
-        [](const fs::path& path) { fs::create_directory(path); },
-        [](const fs::path& path) { fs::create_symlink("/dev/null", path); },
+// Something that is not a plain file of its own at the log path: a FIFO nobody reads (a plain
+// open would block the service for good), a directory, links that would lead even root to write,
+// replace or show another file. Every operation refuses it at once and leaves it as it is.
+TEST_F(LogManagerTest, ALogPathThatIsNoPlainFileIsRefusedAndLeftAsItIs) {
+    const auto other = m_dir / "other", fifo = m_dir / "fifo";
+    test::writeFile(other, "[2000-01-01 00:00:00] another file\n");
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+    const std::pair<std::function<void(const fs::path&)>, std::string> rows[] = {
+        {[](const fs::path& path) { ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0); }, "not a regular"},
+        {[](const fs::path& path) { fs::create_directory(path); }, "Is a directory"},
+        {[](const fs::path& path) { fs::create_symlink("/dev/null", path); }, "symbolic link"},
+        {[&](const fs::path& path) { fs::create_symlink(other, path); }, "symbolic link"},
+        {[&](const fs::path& path) { fs::create_symlink(m_dir / "absent", path); },
+         "symbolic link"},
+        {[&](const fs::path& path) { fs::create_symlink(fifo, path); }, "symbolic link"},
+        {[&](const fs::path& path) { fs::create_hard_link(other, path); }, "hard link"},
     };
     fs::create_directories(m_file.parent_path());
-    for (const auto& make : makers) {
+    for (const auto& [make, why] : rows) {
         make(m_file);
-        const auto kind = fs::status(m_file).type();
-        EXPECT_THROW(m_log.append("x", march1()), std::system_error) << int(kind);
+        const auto kind = fs::symlink_status(m_file).type();
+        try {
+            m_log.append("x", march1());
+            ADD_FAILURE() << "appended through " << int(kind);
+        } catch (const std::system_error& error) {
+            EXPECT_THAT(error.what(), HasSubstr(m_file.string() + ": " + why));
+        }
         EXPECT_THROW(m_log.readRecent(100), std::system_error) << int(kind);
         EXPECT_THROW(m_log.prune(1, march1()), std::system_error) << int(kind);
+        EXPECT_THROW(m_log.clear(), std::system_error) << int(kind);
+        EXPECT_EQ(fs::symlink_status(m_file).type(), kind);
+        EXPECT_EQ(readFile(other), "[2000-01-01 00:00:00] another file\n") << int(kind);
+        EXPECT_FALSE(fs::exists(m_dir / "absent")) << int(kind);
         fs::remove(m_file);
     }
+}
+
+// A log of any size is pruned in bounded memory, a line longer than any buffer included; measured
+// in a child, whose peak resident size starts afresh at the fork.
+TEST_F(LogManagerTest, PruneStreamsAHugeLogInBoundedMemory) {
+    fs::create_directories(m_file.parent_path());
+    test::writeFile(m_file, "[2026-02-27 14:05:09] dropped, with a 100 MB tail");
+    fs::resize_file(m_file, (100LL << 20) - 10); // the next stamp straddles any buffer's end
+    const std::string kept = "[2026-03-01 14:05:09] kept\n" + std::string(100'000, 'x') + "\n";
+    std::ofstream(m_file, std::ios::app) << "\n" + kept;
+
+    long residentKiB = 0;
+    std::ifstream statusFile("/proc/self/status");
+    for (std::string line; std::getline(statusFile, line);) {
+        if (line.starts_with("VmRSS:")) {
+            residentKiB = std::stol(line.substr(6));
+        }
+    }
+    const pid_t child = ::fork();
+    if (child == 0) {
+        m_log.prune(1, march1());
+        ::_exit(0);
+    }
+    int status = 0;
+    struct rusage usage {};
+    ASSERT_EQ(::wait4(child, &status, 0, &usage), child);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(readFile(m_file), kept);
+    EXPECT_LT(usage.ru_maxrss - residentKiB, 32 * 1024) << "KiB more at the peak";
 }
 
 TEST(LogPreviewFormatter, ShowsNewestFirstSkipsEmptyLinesAndSaysWhenItIsCut) {
