@@ -29,6 +29,8 @@ public:
                                                              std::int64_t port) = 0;
     // True while the identifier still names that same socat.
     virtual bool isStillForwarder(const ProcessIdentity& identity) = 0;
+    // True while that same process is stopped: it holds the port but serves nobody.
+    virtual bool isStopped(const ProcessIdentity& identity) = 0;
 };
 
 } // namespace velquor

@@ -4,7 +4,8 @@
 
 namespace velquor {
 
-// One SIGTERM, no waiting and no SIGKILL: socat ends its relays cleanly on SIGTERM.
+// One SIGTERM, followed by SIGCONT for a stopped process; no waiting and no SIGKILL: socat ends
+// its relays cleanly on SIGTERM.
 class PosixProcessTerminator : public ProcessTerminating {
 public:
     // Throws std::system_error "terminating process <pid>"; EINVAL for an identifier of 0 or

@@ -1,13 +1,13 @@
 #include "core/forwarding/PosixSocatProcess.h"
 
+#include "core/forwarding/PosixProcessTerminator.h"
+#include "core/forwarding/ProcessStat.h"
 #include "core/process/ChildReaper.h"
 
 #include <cerrno>
-#include <csignal>
 #include <stdexcept>
 #include <string>
 #include <sys/wait.h>
-#include <system_error>
 
 namespace velquor {
 
@@ -50,14 +50,15 @@ std::optional<int> PosixSocatProcess::exitStatus() {
     return m_exitStatus;
 }
 
+bool PosixSocatProcess::isStopped() {
+    // Read only while the child is unreaped, so that the identifier is still its own.
+    const auto stat = isRunning() ? ProcessStat::read(m_processIdentifier) : std::nullopt;
+    return stat && stat->isStopped();
+}
+
 void PosixSocatProcess::terminate() {
-    if (m_reaped) {
-        return;
-    }
-    if (::kill(m_processIdentifier, SIGTERM) != 0 && errno != ESRCH) {
-        const int error = errno;
-        throw std::system_error(error, std::generic_category(),
-                                "terminating process " + std::to_string(m_processIdentifier));
+    if (!m_reaped) {
+        PosixProcessTerminator().terminate(m_processIdentifier);
     }
 }
 

@@ -15,6 +15,7 @@ public:
 
     // Reaps the child once it has exited.
     bool isRunning() override;
+    bool isStopped() override;
     std::int32_t processIdentifier() const override { return m_processIdentifier; }
     // Does nothing once the child is reaped: its identifier may belong to another process by now.
     void terminate() override;

@@ -1,13 +1,14 @@
 #include "core/forwarding/ProcForwarderOwnershipChecker.h"
 
+#include "core/forwarding/ProcessStat.h"
+#include "core/forwarding/SystemAddressResolver.h"
+
 #include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <netdb.h>
-#include <netinet/in.h>
 #include <set>
 #include <sstream>
 #include <vector>
@@ -18,9 +19,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// IPv4 addresses are kept in their IPv4-mapped IPv6 form, so that a dual-stack socket that
-// accepted an IPv4 connection compares equal to the IPv4 listen host.
-using Address = std::array<unsigned char, 16>;
+// IPv4 addresses in their IPv4-mapped IPv6 form, so that a dual-stack socket that accepted an
+// IPv4 connection compares equal to the IPv4 listen host.
+using Address = IpAddress;
 
 constexpr Address ipv4Mapped(const unsigned char (&ipv4)[4]) {
     return {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xff, 0xff, ipv4[0], ipv4[1], ipv4[2], ipv4[3]};
@@ -41,56 +42,6 @@ std::string readSmallFile(const fs::path& path) {
 
 std::string processFolder(std::int32_t processIdentifier) {
     return "/proc/" + std::to_string(processIdentifier);
-}
-
-// Field 22 of /proc/PID/stat, counted after the command in parentheses, which may itself hold
-// blanks and parentheses.
-std::optional<std::uint64_t> startTime(std::int32_t processIdentifier) {
-    const auto stat = readSmallFile(processFolder(processIdentifier) + "/stat");
-    const auto close = stat.rfind(')');
-    if (close == std::string::npos) {
-        return std::nullopt;
-    }
-    std::istringstream fields(stat.substr(close + 1));
-    std::string field;
-    for (int number = 3; number <= 22 && (fields >> field); ++number) {
-        if (number == 22) {
-            std::uint64_t value = 0;
-            const auto end = field.data() + field.size();
-            if (std::from_chars(field.data(), end, value).ptr == end) {
-                return value;
-            }
-        }
-    }
-    return std::nullopt;
-}
-
-std::vector<Address> addressesOf(std::string host) {
-    if (host.size() >= 2 && host.front() == '[' && host.back() == ']') {
-        host = host.substr(1, host.size() - 2);
-    }
-    addrinfo hints{};
-    hints.ai_family = AF_UNSPEC;
-    hints.ai_socktype = SOCK_STREAM;
-    addrinfo* found = nullptr;
-    std::vector<Address> addresses;
-    if (host.empty() || ::getaddrinfo(host.c_str(), nullptr, &hints, &found) != 0) {
-        return addresses;
-    }
-    for (auto* entry = found; entry; entry = entry->ai_next) {
-        if (entry->ai_family == AF_INET) {
-            unsigned char ipv4[4];
-            std::memcpy(ipv4, &reinterpret_cast<sockaddr_in*>(entry->ai_addr)->sin_addr, 4);
-            addresses.push_back(ipv4Mapped(ipv4));
-        } else if (entry->ai_family == AF_INET6) {
-            Address ipv6;
-            std::memcpy(ipv6.data(), &reinterpret_cast<sockaddr_in6*>(entry->ai_addr)->sin6_addr,
-                        16);
-            addresses.push_back(ipv6);
-        }
-    }
-    ::freeaddrinfo(found);
-    return addresses;
 }
 
 std::optional<std::uint32_t> hexWord(std::string_view text) {
@@ -182,11 +133,11 @@ ProcForwarderOwnershipChecker::socatIdentity(std::int32_t processIdentifier) {
     if (processIdentifier <= 0) {
         return std::nullopt;
     }
-    const auto started = startTime(processIdentifier);
-    if (!started || readSmallFile(processFolder(processIdentifier) + "/comm") != "socat\n") {
+    const auto stat = ProcessStat::read(processIdentifier);
+    if (!stat || readSmallFile(processFolder(processIdentifier) + "/comm") != "socat\n") {
         return std::nullopt;
     }
-    return ProcessIdentity{processIdentifier, *started};
+    return ProcessIdentity{processIdentifier, stat->startTime};
 }
 
 std::optional<ProcessIdentity>
@@ -195,7 +146,9 @@ ProcForwarderOwnershipChecker::forwarderIdentity(std::int32_t processIdentifier,
     // The identity is read before the descriptors: should the identifier change hands while
     // they are read, the identity no longer matches when it is confirmed before the signal.
     const auto identity = socatIdentity(processIdentifier);
-    if (!identity || !holdsAnySocket(processIdentifier, socketInodesOn(addressesOf(host), port))) {
+    if (!identity ||
+        !holdsAnySocket(processIdentifier,
+                        socketInodesOn(SystemAddressResolver().addresses(host), port))) {
         return std::nullopt;
     }
     return identity;
@@ -203,6 +156,11 @@ ProcForwarderOwnershipChecker::forwarderIdentity(std::int32_t processIdentifier,
 
 bool ProcForwarderOwnershipChecker::isStillForwarder(const ProcessIdentity& identity) {
     return socatIdentity(identity.processIdentifier) == identity;
+}
+
+bool ProcForwarderOwnershipChecker::isStopped(const ProcessIdentity& identity) {
+    const auto stat = ProcessStat::read(identity.processIdentifier);
+    return stat && stat->startTime == identity.startTime && stat->isStopped();
 }
 
 } // namespace velquor

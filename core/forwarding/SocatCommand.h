@@ -15,9 +15,9 @@ struct SocatCommand {
     std::vector<std::string> arguments;
 
     // The last gate before socat's command line, whatever checked the values before. Throws
-    // ForwarderConfig::ValidationError for a listen port outside 1024..65535, a listen host
-    // that is not plain, or a target that is the listen address itself;
-    // TargetEndpoint::ValidationError for a target that is not valid.
+    // ForwarderConfig::ValidationError for a listen port outside 1024..65535 or a listen host
+    // that is not plain; TargetEndpoint::ValidationError for a target that is not valid.
+    // Whether the target leads back to the listener takes resolving names: see ListenerReach.
     SocatCommand(std::filesystem::path executableURL, const std::string& listenHost,
                  std::int64_t listenPort, const TargetEndpoint& target);
 

@@ -1,6 +1,7 @@
 #include "core/forwarding/SocatManager.h"
 
 #include "core/forwarding/SocatCommand.h"
+#include "core/forwarding/SystemAddressResolver.h"
 #include "core/process/ChildReaper.h"
 
 #include <algorithm>
@@ -15,11 +16,14 @@ SocatManager::SocatManager(std::filesystem::path executableURL,
                            std::unique_ptr<SocatProcessLaunching> processLauncher,
                            std::unique_ptr<ListenerProbing> listenerProbe,
                            std::unique_ptr<ProcessTerminating> processTerminator,
-                           std::unique_ptr<ForwarderOwnershipChecking> ownershipChecker)
+                           std::unique_ptr<ForwarderOwnershipChecking> ownershipChecker,
+                           std::unique_ptr<AddressResolving> addressResolver)
     : m_executableURL(std::move(executableURL)), m_portChecker(std::move(portChecker)),
       m_processLauncher(std::move(processLauncher)), m_listenerProbe(std::move(listenerProbe)),
       m_processTerminator(std::move(processTerminator)),
-      m_ownershipChecker(std::move(ownershipChecker)) {}
+      m_ownershipChecker(std::move(ownershipChecker)),
+      m_listenerReach(addressResolver ? std::move(addressResolver)
+                                      : std::make_unique<SystemAddressResolver>()) {}
 
 std::optional<std::int32_t> SocatManager::trackedProcessIdentifier() const {
     if (!m_trackedProcess) {
@@ -36,14 +40,19 @@ SocatRuntimeStatus SocatManager::runtimeStatus(const std::string& host, std::int
     // Every controller operation ends with this look, so a released child is reaped within one.
     ChildReaper::reapAdopted();
     if (hasRunningTrackedProcess()) {
-        return SocatRuntimeStatus::trackedSocat(m_trackedProcess->processIdentifier());
+        return m_trackedProcess->isStopped()
+                   ? SocatRuntimeStatus::notListening()
+                   : SocatRuntimeStatus::trackedSocat(m_trackedProcess->processIdentifier());
     }
     if (m_listenerProbe) {
         if (const auto listener = m_listenerProbe->listener(host, port)) {
-            return listener->isSocat()
-                       ? SocatRuntimeStatus::externalSocat(listener->processIdentifier)
-                       : SocatRuntimeStatus::occupiedByUnknownProcess(listener->commandName,
-                                                                      listener->processIdentifier);
+            if (!listener->isSocat()) {
+                return SocatRuntimeStatus::occupiedByUnknownProcess(listener->commandName,
+                                                                    listener->processIdentifier);
+            }
+            return isStoppedForwarder(*listener, host, port)
+                       ? SocatRuntimeStatus::notListening()
+                       : SocatRuntimeStatus::externalSocat(listener->processIdentifier);
         }
     }
     if (m_portChecker->isListening(host, port)) {
@@ -56,8 +65,15 @@ std::int32_t SocatManager::start(const ForwarderConfig& config, const TargetEndp
     const auto& host = config.listenHost;
     const auto port = config.listenPort;
     ChildReaper::reapAdopted();
-    if (hasRunningTrackedProcess()) {
+    if (hasRunningTrackedProcess() && !m_trackedProcess->isStopped()) {
         throw SocatManagerError::processAlreadyRunning();
+    }
+    // Refused before anything is signalled: the forwarder in place stays.
+    const SocatCommand command(m_executableURL, host, port, target);
+    m_listenerReach.refuseTargetReachingListener(host, port, target);
+    if (hasRunningTrackedProcess()) {
+        terminateTrackedProcess();
+        waitForPortRelease(host, port);
     }
     if (m_portChecker->isListening(host, port)) {
         if (!canTerminateExistingSocat(host, port)) {
@@ -79,7 +95,6 @@ std::int32_t SocatManager::start(const ForwarderConfig& config, const TargetEndp
     if (m_portChecker->isListening(host, port)) {
         throw SocatManagerError::portOccupiedByUnknownProcess(host, port);
     }
-    const SocatCommand command(m_executableURL, host, port, target);
     auto process = m_processLauncher->launch(command);
     // Tracked at once, so that no failure below can leave a child nobody knows of.
     m_trackedProcess = std::move(process);
@@ -171,6 +186,16 @@ bool SocatManager::isForwarderOn(const ListenerProcess& process, const std::stri
                                  std::int64_t port) {
     return process.isSocat() &&
            m_ownershipChecker->forwarderIdentity(process.processIdentifier, host, port);
+}
+
+bool SocatManager::isStoppedForwarder(const ListenerProcess& process, const std::string& host,
+                                      std::int64_t port) {
+    if (!m_ownershipChecker) {
+        return false;
+    }
+    const auto identity =
+        m_ownershipChecker->forwarderIdentity(process.processIdentifier, host, port);
+    return identity && m_ownershipChecker->isStopped(*identity);
 }
 
 bool SocatManager::terminateIfForwarderOn(std::int32_t processIdentifier, const std::string& host,

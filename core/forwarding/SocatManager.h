@@ -2,8 +2,10 @@
 
 #include "core/config/ForwarderConfig.h"
 #include "core/config/TargetEndpoint.h"
+#include "core/forwarding/AddressResolving.h"
 #include "core/forwarding/ForwarderOwnershipChecking.h"
 #include "core/forwarding/ListenerProbing.h"
+#include "core/forwarding/ListenerReach.h"
 #include "core/forwarding/PortChecking.h"
 #include "core/forwarding/ProcessTerminating.h"
 #include "core/forwarding/SocatManagerError.h"
@@ -26,22 +28,28 @@ class SocatManager {
 public:
     // Without a listener probe socat cannot be told from other programs, and without a
     // terminator or an ownership checker no process but our own child is ever signalled.
+    // Without an address resolver, hosts are resolved by the system's.
     SocatManager(std::filesystem::path executableURL, std::unique_ptr<PortChecking> portChecker,
                  std::unique_ptr<SocatProcessLaunching> processLauncher,
                  std::unique_ptr<ListenerProbing> listenerProbe,
                  std::unique_ptr<ProcessTerminating> processTerminator,
-                 std::unique_ptr<ForwarderOwnershipChecking> ownershipChecker = nullptr);
+                 std::unique_ptr<ForwarderOwnershipChecking> ownershipChecker = nullptr,
+                 std::unique_ptr<AddressResolving> addressResolver = nullptr);
 
     const std::filesystem::path& executableURL() const noexcept { return m_executableURL; }
 
     // The tracked child's identifier, whether or not it still runs.
     std::optional<std::int32_t> trackedProcessIdentifier() const;
 
+    // A forwarder of ours that is stopped holds the port but serves nobody: it counts as not
+    // listening, so that a health check starts a new one.
     SocatRuntimeStatus runtimeStatus(const std::string& host, std::int64_t port);
 
     // Returns the new child's identifier once it listens, or once it has run for
     // startConfirmationTimeout without ending. A child that ends before is forgotten and the
-    // start fails with processExitedDuringStart.
+    // start fails with processExitedDuringStart. A target that leads back to the listener is
+    // refused with targetReachesListener before anything is signalled. A stopped tracked child
+    // is replaced.
     std::int32_t start(const ForwarderConfig& config, const TargetEndpoint& target);
     void stop();
     void stop(const std::string& host, std::int64_t port);
@@ -65,6 +73,8 @@ private:
     void terminateTrackedProcess();
     void confirmStarted(const std::string& host, std::int64_t port);
     bool isForwarderOn(const ListenerProcess& process, const std::string& host, std::int64_t port);
+    bool isStoppedForwarder(const ListenerProcess& process, const std::string& host,
+                            std::int64_t port);
     bool terminateIfForwarderOn(std::int32_t processIdentifier, const std::string& host,
                                 std::int64_t port);
     bool canTerminateExistingSocat(const std::string& host, std::int64_t port);
@@ -79,6 +89,7 @@ private:
     std::unique_ptr<ListenerProbing> m_listenerProbe;
     std::unique_ptr<ProcessTerminating> m_processTerminator;
     std::unique_ptr<ForwarderOwnershipChecking> m_ownershipChecker;
+    ListenerReach m_listenerReach;
     std::unique_ptr<SocatProcess> m_trackedProcess;
     std::optional<std::string> m_terminationFailure;
 };

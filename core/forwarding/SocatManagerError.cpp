@@ -1,5 +1,7 @@
 #include "core/forwarding/SocatManagerError.h"
 
+#include "core/text/QuotedText.h"
+
 namespace velquor {
 
 SocatManagerError::SocatManagerError(Kind kind, std::string host, std::int64_t port,
@@ -7,11 +9,24 @@ SocatManagerError::SocatManagerError(Kind kind, std::string host, std::int64_t p
     : Error(std::move(text)), m_kind(kind), m_host(std::move(host)), m_port(port),
       m_status(status) {}
 
+namespace {
+
+std::string hostAndPortText(const std::string& caseName, const std::string& host,
+                            std::int64_t port) {
+    return caseName + "(host: " + quotedText(host) + ", port: " + std::to_string(port) + ")";
+}
+
+} // namespace
+
 SocatManagerError SocatManagerError::portOccupiedByUnknownProcess(std::string host,
                                                                   std::int64_t port) {
-    auto text =
-        "portOccupiedByUnknownProcess(host: \"" + host + "\", port: " + std::to_string(port) + ")";
+    auto text = hostAndPortText("portOccupiedByUnknownProcess", host, port);
     return {Kind::portOccupiedByUnknownProcess, std::move(host), port, std::move(text)};
+}
+
+SocatManagerError SocatManagerError::targetReachesListener(std::string host, std::int64_t port) {
+    auto text = hostAndPortText("targetReachesListener", host, port);
+    return {Kind::targetReachesListener, std::move(host), port, std::move(text)};
 }
 
 SocatManagerError SocatManagerError::processAlreadyRunning() {

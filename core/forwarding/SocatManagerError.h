@@ -13,7 +13,8 @@ public:
         portOccupiedByUnknownProcess,
         processAlreadyRunning,
         noTrackedProcess,
-        processExitedDuringStart
+        processExitedDuringStart,
+        targetReachesListener
     };
 
     static SocatManagerError portOccupiedByUnknownProcess(std::string host, std::int64_t port);
@@ -22,6 +23,8 @@ public:
     // The child ended before it listened; status as SocatProcess::exitStatus gives it, -1 when
     // it could not be learned.
     static SocatManagerError processExitedDuringStart(int status);
+    // The target leads back to our own listener: socat would fork until no process is left.
+    static SocatManagerError targetReachesListener(std::string host, std::int64_t port);
 
     Kind kind() const noexcept { return m_kind; }
     const std::string& host() const noexcept { return m_host; }

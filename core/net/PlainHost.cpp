@@ -48,11 +48,10 @@ bool isDnsStyleName(std::string_view host) {
     return true;
 }
 
-using Address = std::array<unsigned char, 16>;
+} // namespace
 
-// IPv4 addresses become v4-mapped IPv6 ones, so that both spellings compare equal.
-std::optional<Address> addressOf(std::string_view host) {
-    Address address{};
+std::optional<IpAddress> ipAddressOf(std::string_view host) {
+    IpAddress address{};
     if (isBracketedIPv6(host)) {
         const std::string inner(withoutBrackets(host));
         in6_addr parsed{};
@@ -74,29 +73,8 @@ std::optional<Address> addressOf(std::string_view host) {
     return address;
 }
 
-bool isLoopbackOrWildcard(const Address& address) {
-    static constexpr Address any{};
-    static constexpr Address loopback{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1};
-    const bool mapped = std::all_of(address.begin(), address.begin() + 10,
-                                    [](unsigned char b) { return b == 0; }) &&
-                        address[10] == 0xFF && address[11] == 0xFF;
-    const bool mappedAny = mapped && std::all_of(address.begin() + 12, address.end(),
-                                                 [](unsigned char b) { return b == 0; });
-    return address == any || address == loopback || mappedAny || (mapped && address[12] == 127);
-}
-
-std::string lowercaseName(std::string_view host) {
-    std::string name(withoutTrailingDot(host));
-    std::ranges::transform(name, name.begin(), [](char c) {
-        return (c >= 'A' && c <= 'Z') ? static_cast<char>(c - 'A' + 'a') : c;
-    });
-    return name;
-}
-
-} // namespace
-
 bool isPlainHost(std::string_view host) {
-    return isBracketedIPv6(host) ? addressOf(host).has_value() : isDnsStyleName(host);
+    return isBracketedIPv6(host) ? ipAddressOf(host).has_value() : isDnsStyleName(host);
 }
 
 bool isBracketedIPv6(std::string_view host) {
@@ -105,31 +83,6 @@ bool isBracketedIPv6(std::string_view host) {
 
 std::string_view withoutBrackets(std::string_view host) {
     return isBracketedIPv6(host) ? host.substr(1, host.size() - 2) : host;
-}
-
-bool isLoopbackOrWildcard(std::string_view host) {
-    if (const auto address = addressOf(host)) {
-        return isLoopbackOrWildcard(*address);
-    }
-    // The names Debian's /etc/hosts and RFC 6761 give the loopback interface.
-    const auto name = lowercaseName(host);
-    for (const std::string_view local :
-         {"localhost", "localhost.localdomain", "localhost6", "localhost6.localdomain6",
-          "ip6-localhost", "ip6-loopback"}) {
-        if (name == local) {
-            return true;
-        }
-    }
-    return name.ends_with(".localhost");
-}
-
-bool isSameHost(std::string_view first, std::string_view second) {
-    const auto firstAddress = addressOf(first);
-    const auto secondAddress = addressOf(second);
-    if (firstAddress || secondAddress) {
-        return firstAddress == secondAddress;
-    }
-    return lowercaseName(first) == lowercaseName(second);
 }
 
 } // namespace velquor

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <array>
+#include <optional>
 #include <string_view>
 
 namespace velquor {
@@ -17,13 +19,12 @@ bool isBracketedIPv6(std::string_view host);
 // The host as getaddrinfo and lsof write it: an IPv6 literal without its brackets.
 std::string_view withoutBrackets(std::string_view host);
 
-// A host that reaches this machine on every port whatever address a listener is bound to:
-// 127.0.0.0/8, [::1], the wildcard addresses 0.0.0.0 and [::] (also v4-mapped, and in every
-// spelling inet_aton reads, such as 127.1), and the names of the loopback interface.
-bool isLoopbackOrWildcard(std::string_view host);
+// An IP address; IPv4 addresses in their IPv4-mapped IPv6 form, so that both spellings of one
+// address compare equal.
+using IpAddress = std::array<unsigned char, 16>;
 
-// The same address or name however written: case, a trailing dot, IPv4 spellings and
-// v4-mapped IPv6 literals do not tell hosts apart. Names are not resolved.
-bool isSameHost(std::string_view first, std::string_view second);
+// The address a literal host writes: IPv4 in every spelling inet_aton reads (such as 127.1),
+// an IPv6 literal in brackets. Nothing for a name.
+std::optional<IpAddress> ipAddressOf(std::string_view host);
 
 } // namespace velquor

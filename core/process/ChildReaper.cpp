@@ -59,6 +59,7 @@ void ChildReaper::endAndAdopt(std::int32_t processIdentifier) noexcept {
         return;
     }
     ::kill(processIdentifier, SIGTERM);
+    ::kill(processIdentifier, SIGCONT); // a stopped child acts on SIGTERM only once it runs
     adopt(processIdentifier);
 }
 

@@ -7,6 +7,7 @@
 #include "core/forwarding/PosixProcessTerminator.h"
 #include "core/forwarding/PosixSocatProcessLauncher.h"
 #include "core/forwarding/ProcForwarderOwnershipChecker.h"
+#include "core/forwarding/SystemAddressResolver.h"
 
 #include <system_error>
 #include <unistd.h>
@@ -74,7 +75,8 @@ DefaultController::makeDefaultController(const FileLocations& locations,
         resolveSocatURL(), std::make_unique<NetworkPortChecker>(), std::move(processLauncher),
         std::make_unique<LsofListenerProbe>(LsofListenerProbe::defaultLsofPath()),
         std::make_unique<PosixProcessTerminator>(),
-        std::make_unique<ProcForwarderOwnershipChecker>());
+        std::make_unique<ProcForwarderOwnershipChecker>(),
+        std::make_unique<SystemAddressResolver>());
     return std::make_unique<ServiceController>(
         ConfigStore(locations.configFile), LogManager(locations.logFile),
         std::make_unique<TargetResolver>(std::move(httpSession)), std::move(socatManager),

@@ -119,5 +119,31 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(std::pair<std::string, std::string>{"127.0.0.1", "127.0.0.2"},
                       std::pair<std::string, std::string>{"127.0.0.3", "127.0.0.1"}));
 
+// A stopped socat still holds the port and the kernel completes connections for it, yet every
+// client hangs. The next check replaces ours, whether qarvexd started it or found it running.
+using StoppedForwarderTest = QarvexdTest;
+
+TEST_F(StoppedForwarderTest, IsReplacedByTheNextCheckAndLeavesNothingBehind) {
+    m_discovery.setReply(DiscoveryServer::redirectTo("127.0.0.1", m_target.port()));
+    writeConfig(config(true));
+    for (std::size_t round = 1; round <= 2; ++round) {
+        SCOPED_TRACE(round == 1 ? "started by qarvexd" : "found by qarvexd");
+        const auto passed = occurrences(log(), "Health check passed");
+        startDaemon();
+        ASSERT_TRUE(waitForLog("Health check passed", passed + 1)) << log();
+        const auto stopped = socatsListeningOn(m_listenPort);
+        ASSERT_EQ(stopped.size(), 1u);
+        ASSERT_EQ(::kill(stopped[0], SIGSTOP), 0);
+        ASSERT_TRUE(waitForLog("Health check restarting missing listener", round)) << log();
+        ASSERT_TRUE(waitForLog("socat started", round + 1)) << log();
+        // qarvexd reaps its own child; the one it found belongs to init.
+        EXPECT_TRUE(waitUntil(
+            [&] { return round == 1 ? !processState(stopped[0]) : !isAlive(stopped[0]); }));
+        EXPECT_TRUE(isListening(m_listenPort));
+        m_daemon->signal(SIGKILL); // leaves its socat to be found
+        ASSERT_TRUE(m_daemon->waitForExit(std::chrono::seconds(30)));
+    }
+}
+
 } // namespace
 } // namespace velquor::test

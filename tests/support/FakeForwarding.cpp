@@ -12,6 +12,7 @@ public:
     FakeSocatProcess(FakeMachine& machine, std::int32_t pid, std::optional<int> exitStatus)
         : m_machine(machine), m_pid(pid), m_exitStatus(exitStatus) {}
     bool isRunning() override { return m_machine.isAlive(m_pid); }
+    bool isStopped() override { return false; }
     std::int32_t processIdentifier() const override { return m_pid; }
     void terminate() override { m_machine.signal(m_pid); }
     std::optional<int> exitStatus() override { return m_exitStatus; }
@@ -86,12 +87,31 @@ std::unique_ptr<SocatProcess> FakeSocatLauncher::launch(const SocatCommand& comm
     return std::make_unique<FakeSocatProcess>(m_machine, pid, m_machine.launchExitStatus);
 }
 
-std::unique_ptr<SocatManager> makeFakeSocatManager(FakeMachine& machine) {
+std::vector<IpAddress> FakeAddressResolver::addresses(const std::string& host) {
+    const auto listed = m_names.find(host);
+    return addresses(listed == m_names.end() ? std::vector{host} : listed->second);
+}
+
+std::vector<IpAddress> FakeAddressResolver::addresses(const std::vector<std::string>& literals) {
+    std::vector<IpAddress> result;
+    for (const auto& literal : literals) {
+        if (const auto address = ipAddressOf(literal)) {
+            result.push_back(*address);
+        }
+    }
+    return result;
+}
+
+std::unique_ptr<SocatManager> makeFakeSocatManager(FakeMachine& machine,
+                                                   std::unique_ptr<AddressResolving> resolver) {
+    if (!resolver) {
+        resolver = std::make_unique<FakeAddressResolver>();
+    }
     return std::make_unique<SocatManager>(
         "/usr/bin/socat", std::make_unique<FakePortChecker>(machine),
         std::make_unique<FakeSocatLauncher>(machine), std::make_unique<FakeListenerProbe>(machine),
         std::make_unique<FakeProcessTerminator>(machine),
-        std::make_unique<FakeOwnershipChecker>(machine));
+        std::make_unique<FakeOwnershipChecker>(machine), std::move(resolver));
 }
 
 } // namespace velquor::test

@@ -131,12 +131,30 @@ public:
         return m_machine.isAlive(identity.processIdentifier) &&
                m_machine.reused.count(identity.processIdentifier) == 0;
     }
+    bool isStopped(const ProcessIdentity&) override { return false; }
 
 private:
     FakeMachine& m_machine;
 };
 
-// A SocatManager wired to the machine with all five doubles.
-std::unique_ptr<SocatManager> makeFakeSocatManager(FakeMachine& machine);
+// Names resolve as listed, literals to what they write, anything else to nothing.
+class FakeAddressResolver : public AddressResolving {
+public:
+    explicit FakeAddressResolver(std::map<std::string, std::vector<std::string>> names = {},
+                                 std::vector<std::string> interfaces = {})
+        : m_names(std::move(names)), m_interfaces(std::move(interfaces)) {}
+    std::vector<IpAddress> addresses(const std::string& host) override;
+    std::vector<IpAddress> interfaceAddresses() override { return addresses(m_interfaces); }
+
+private:
+    static std::vector<IpAddress> addresses(const std::vector<std::string>& literals);
+
+    std::map<std::string, std::vector<std::string>> m_names;
+    std::vector<std::string> m_interfaces;
+};
+
+// A SocatManager wired to the machine with all six doubles; the resolver knows literals only.
+std::unique_ptr<SocatManager>
+makeFakeSocatManager(FakeMachine& machine, std::unique_ptr<AddressResolving> resolver = nullptr);
 
 } // namespace velquor::test

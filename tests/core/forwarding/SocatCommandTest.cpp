@@ -54,45 +54,5 @@ TEST(SocatCommand, RefusesPrivilegedPortsHostsThatAreNotPlainAndUncheckedTargets
     EXPECT_EQ(refusal("127.0.0.1", 18082, stored("h", 0)), "invalidPort(0)");
 }
 
-// Forwarding to its own listener makes socat fork a relay per relay until no process is left.
-TEST(SocatCommand, RefusesATargetThatIsTheListenAddress) {
-    const std::pair<const char*, const char*> selves[] = {
-        {"127.0.0.1", "127.0.0.1"},
-        {"127.0.0.1", "localhost"},
-        {"127.0.0.1", "LOCALHOST."},
-        {"127.0.0.1", "a.localhost"},
-        {"127.0.0.1", "127.0.0.2"},
-        {"127.0.0.1", "127.1"},
-        {"127.0.0.1", "2130706433"},
-        {"127.0.0.1", "0x7f.1"},
-        {"127.0.0.1", "0.0.0.0"},
-        {"0.0.0.0", "127.0.0.1"},
-        {"192.168.1.5", "192.168.1.5"},
-        {"192.168.1.5", "[::ffff:192.168.1.5]"},
-        {"Host.Example", "host.example."},
-        {"[::1]", "[::1]"},
-        {"[fe80::1]", "[FE80:0::1]"},
-        {"[::]", "[::ffff:127.0.0.1]"},
-        {"localhost", "[::]"},
-        {"localhost", "[::ffff:0.0.0.0]"},
-    };
-    for (const auto& [listenHost, targetHost] : selves) {
-        EXPECT_EQ(refusal(listenHost, 18082, TargetEndpoint(targetHost, 18082)),
-                  ConfigError::targetIsListenAddress(targetHost, 18082).what());
-    }
-    EXPECT_STREQ(ConfigError::targetIsListenAddress("localhost", 18082).what(),
-                 R"(targetIsListenAddress(host: "localhost", port: 18082))");
-    const std::tuple<const char*, const char*, std::int64_t> others[] = {
-        {"127.0.0.1", "127.0.0.1", 18083}, // another port of this machine
-        {"0.0.0.0", "10.0.0.5", 18082},    // the same port of another machine
-        {"127.0.0.1", "128.0.0.1", 18082}, {"192.168.1.5", "192.168.1.6", 18082},
-        {"[::1]", "[fe80::1]", 18082},     {"localhost", "localhost.example", 18082},
-    };
-    for (const auto& [listenHost, targetHost, port] : others) {
-        EXPECT_EQ(refusal(listenHost, 18082, TargetEndpoint(targetHost, port)), "")
-            << listenHost << " -> " << targetHost << ":" << port;
-    }
-}
-
 } // namespace
 } // namespace velquor

@@ -2,6 +2,7 @@
 
 #include "core/forwarding/NetworkPortChecker.h"
 #include "core/forwarding/PosixSocatProcessLauncher.h"
+#include "core/forwarding/SystemAddressResolver.h"
 #include "tests/support/FakeForwarding.h"
 #include "tests/support/Network.h"
 
@@ -9,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <set>
+#include <unistd.h>
 
 namespace velquor {
 namespace {
@@ -134,6 +136,62 @@ TEST_F(SocatManagerTest, APortNotHeldByOurForwarderIsRefusedUntouched) {
     }
 }
 
+// Forwarding to our own listener makes socat fork a relay per relay until no process is left.
+// Exactly the targets that lead there are refused, before the stale forwarder is signalled.
+TEST_F(SocatManagerTest, RefusesExactlyTheTargetsThatReachOurListener) {
+    const std::tuple<std::string, std::string, std::int64_t, bool> cases[] = {
+        {"127.0.0.1", "localhost", 18082, true},
+        {"127.0.0.1", "vm", 18082, true}, // this machine's name
+        {"127.0.0.1", "127.1", 18082, true},
+        {"127.0.0.1", "0.0.0.0", 18082, true},
+        {"127.0.0.1", "[::ffff:127.0.0.1]", 18082, true},
+        {"0.0.0.0", "127.0.0.2", 18082, true},
+        {"0.0.0.0", "lan", 18082, true},
+        {"[::]", "127.0.0.1", 18082, true},
+        {"[::]", "[fd00::2]", 18082, true},
+        {"192.0.2.2", "lan", 18082, true},
+        {"[::1]", "[::]", 18082, true},
+        {"localhost", "127.0.0.1", 18082, true},
+        {"127.0.0.1", "127.0.0.2", 18082, false},
+        {"192.0.2.2", "127.0.0.1", 18082, false},
+        {"127.0.0.1", "localhost", 18083, false},
+        {"0.0.0.0", "[::1]", 18082, false},
+        {"0.0.0.0", "10.0.0.5", 18082, false},
+        {"localhost", "[::1]", 18082, false}, // socat listens on IPv4 only
+        {"127.0.0.1", "nowhere.invalid", 18082, false},
+    };
+    for (const auto& [listenHost, host, port, refused] : cases) {
+        SCOPED_TRACE(listenHost + " -> " + host + ":" + std::to_string(port));
+        test::FakeMachine machine;
+        const auto manager = test::makeFakeSocatManager(
+            machine, std::make_unique<test::FakeAddressResolver>(
+                         std::map<std::string, std::vector<std::string>>{
+                             {"localhost", {"127.0.0.1", "[::1]"}},
+                             {"vm", {"127.0.0.1"}},
+                             {"lan", {"192.0.2.2"}}},
+                         std::vector<std::string>{"127.0.0.1", "[::1]", "192.0.2.2", "[fd00::2]"}));
+        const auto stale = machine.spawn("socat", m_port);
+        m_config.listenHost = listenHost;
+        if (refused) {
+            expectManagerError([&] { manager->start(m_config, TargetEndpoint(host, port)); },
+                               SocatManagerError::targetReachesListener(host, port));
+            EXPECT_TRUE(machine.isAlive(stale));
+        } else {
+            EXPECT_NO_THROW(manager->start(m_config, TargetEndpoint(host, port)));
+        }
+    }
+    // The system's resolver, with the names it gives this machine.
+    char name[256] = {};
+    ASSERT_EQ(::gethostname(name, sizeof name - 1), 0);
+    m_config.listenHost = "0.0.0.0";
+    const auto manager =
+        test::makeFakeSocatManager(m_machine, std::make_unique<SystemAddressResolver>());
+    for (const std::string& host : {std::string("localhost"), std::string(name)}) {
+        expectManagerError([&] { manager->start(m_config, TargetEndpoint(host, m_port)); },
+                           SocatManagerError::targetReachesListener(host, m_port));
+    }
+}
+
 // The real launcher: a program that exits at once, and socat refused its bind address.
 TEST(SocatManagerLaunch, AChildThatEndsDuringStartFailsWithItsExitStatus) {
     const std::vector<std::tuple<std::string, std::string, int>> cases = {
@@ -189,6 +247,8 @@ TEST(SocatRuntimeStatusText, DisplayAndLogTexts) {
     EXPECT_EQ(SocatRuntimeStatus::trackedSocat(0).processIdentifier(), std::nullopt);
     EXPECT_EQ(SocatManagerError::portOccupiedByUnknownProcess("127.0.0.1", 18082).what(),
               std::string("portOccupiedByUnknownProcess(host: \"127.0.0.1\", port: 18082)"));
+    EXPECT_EQ(SocatManagerError::targetReachesListener("vm", 18082).what(),
+              std::string(R"(targetReachesListener(host: "vm", port: 18082))"));
     EXPECT_EQ(SocatManagerError::processExitedDuringStart(1).what(),
               std::string("processExitedDuringStart(status: 1)"));
 }
