@@ -64,24 +64,25 @@ std::string oneLine(std::string text) {
     return text;
 }
 
-// Unlike rename(2), never replaces an earlier set-aside file of the same second.
-void renameWithoutReplacing(const std::filesystem::path& from, const std::filesystem::path& to) {
+// 0 or why it failed. Unlike rename(2), never replaces an earlier set-aside file.
+int renameWithoutReplacing(const std::filesystem::path& from, const std::filesystem::path& to) {
     if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) {
-        return;
+        return 0;
     }
-    int error = errno;
-    if (error == EINVAL || error == ENOSYS) { // file system without RENAME_NOREPLACE
-        std::error_code ignored;
-        error = std::filesystem::exists(to, ignored) ? EEXIST : 0;
-        if (error == 0 && std::rename(from.c_str(), to.c_str()) != 0) {
-            error = errno;
-        }
+    const int error = errno;
+    if (error != EINVAL && error != ENOSYS) {
+        return error;
     }
-    if (error != 0) {
-        throw std::system_error(error, std::generic_category(),
-                                "moving " + from.string() + " to " + to.string());
+    // A file system without RENAME_NOREPLACE.
+    std::error_code ignored;
+    if (std::filesystem::exists(to, ignored)) {
+        return EEXIST;
     }
+    return std::rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
 }
+
+// Several files damaged within one second each keep a name of their own.
+constexpr int asideNameAttempts = 100;
 
 } // namespace
 
@@ -174,9 +175,19 @@ std::optional<std::filesystem::path> ConfigStore::moveCorruptedConfigAside() con
         std::filesystem::file_type::not_found) {
         return std::nullopt;
     }
-    const auto aside = m_configURL.parent_path() / ("config.json.invalid-" + asideTimestamp());
-    renameWithoutReplacing(m_configURL, aside);
-    return aside;
+    const std::string name = "config.json.invalid-" + asideTimestamp();
+    for (int attempt = 1;; ++attempt) {
+        const auto aside = m_configURL.parent_path() /
+                           (attempt == 1 ? name : name + "-" + std::to_string(attempt));
+        const int error = renameWithoutReplacing(m_configURL, aside);
+        if (error == 0) {
+            return aside;
+        }
+        if (error != EEXIST || attempt == asideNameAttempts) {
+            throw std::system_error(error, std::generic_category(),
+                                    "moving " + m_configURL.string() + " to " + aside.string());
+        }
+    }
 }
 
 bool ConfigStore::changedOnDisk() const {

@@ -43,9 +43,9 @@ public:
     // the plain-host rule still throw and leave the file untouched.
     void saveInternal(const ForwarderConfig& config);
 
-    // Renames the file to "config.json.invalid-<UTC time>" beside it and returns that path;
-    // nothing when it is missing. Throws when the rename fails, for example because that name is
-    // taken.
+    // Renames the file to "config.json.invalid-<UTC time>" beside it, or with "-2", "-3", …
+    // added when that name is taken, and returns that path; nothing when it is missing. Never
+    // replaces an existing file; throws when the rename fails.
     std::optional<std::filesystem::path> moveCorruptedConfigAside() const;
 
     // True when the file was changed or replaced since this store last read or wrote it; false
