@@ -113,33 +113,47 @@ ConfigStore::Loaded ConfigStore::loadReporting() {
 }
 
 ForwarderConfig ConfigStore::readValidConfig() {
+    auto [config, stamp] = readValid(m_configURL);
+    m_stamp = stamp;
+    return config;
+}
+
+std::pair<ForwarderConfig, ConfigStore::Stamp>
+ConfigStore::readValid(const std::filesystem::path& path) {
     // Non-blocking: a FIFO put in its place must not hang the service.
-    const FileDescriptor fd(::open(m_configURL.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    const FileDescriptor fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     if (fd.get() < 0) {
         if (errno == EACCES || errno == EPERM) {
-            throw UnreadableFile(errno, std::generic_category(), "reading " + m_configURL.string());
+            throw UnreadableFile(errno, std::generic_category(), "reading " + path.string());
         }
-        fail(errno, m_configURL);
+        fail(errno, path);
     }
     struct stat info {};
     if (::fstat(fd.get(), &info) != 0) {
-        fail(errno, m_configURL);
+        fail(errno, path);
     }
     if (!S_ISREG(info.st_mode)) {
-        fail(S_ISDIR(info.st_mode) ? EISDIR : EINVAL, m_configURL);
+        fail(S_ISDIR(info.st_mode) ? EISDIR : EINVAL, path);
     }
     if (static_cast<std::uintmax_t>(info.st_size) > maximumFileSize) {
-        fail(EFBIG, m_configURL);
+        fail(EFBIG, path);
     }
-    const auto bytes = readAll(fd.get(), m_configURL);
+    const auto bytes = readAll(fd.get(), path);
     // The JSON reader would stop at a NUL and never see what follows it.
     if (bytes.find('\0') != std::string::npos) {
-        throw std::invalid_argument("a NUL byte in " + m_configURL.string());
+        throw std::invalid_argument("a NUL byte in " + path.string());
     }
-    auto config = ForwarderConfig::fromJson(nlohmann::json::parse(bytes)).validated();
-    m_stamp =
-        Stamp{info.st_dev, info.st_ino, info.st_size, info.st_mtim.tv_sec, info.st_mtim.tv_nsec};
-    return config;
+    return {
+        ForwarderConfig::fromJson(nlohmann::json::parse(bytes)).validated(),
+        Stamp{info.st_dev, info.st_ino, info.st_size, info.st_mtim.tv_sec, info.st_mtim.tv_nsec}};
+}
+
+std::optional<ForwarderConfig> ConfigStore::peek() const {
+    try {
+        return readValid(m_configURL).first;
+    } catch (const std::exception&) {
+        return std::nullopt;
+    }
 }
 
 void ConfigStore::save(const ForwarderConfig& config) {

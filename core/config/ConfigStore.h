@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace velquor {
 
@@ -36,6 +37,10 @@ public:
     // As load(), telling also what was set aside.
     Loaded loadReporting();
 
+    // The valid record in the file, read without writing, setting aside or remembering
+    // anything; nothing when the file is missing, unreadable or invalid.
+    std::optional<ForwarderConfig> peek() const;
+
     // Validates first; an invalid record throws and leaves the file untouched.
     void save(const ForwarderConfig& config);
 
@@ -65,6 +70,7 @@ private:
         bool operator==(const Stamp&) const = default;
     };
     static std::optional<Stamp> stampOf(const std::filesystem::path& path);
+    static std::pair<ForwarderConfig, Stamp> readValid(const std::filesystem::path& path);
 
     ForwarderConfig readValidConfig();
 
