@@ -2,7 +2,6 @@
 
 #include "core/config/ConfigStore.h"
 
-#include <cerrno>
 #include <system_error>
 
 namespace velquor {

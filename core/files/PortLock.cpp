@@ -28,7 +28,8 @@ struct AbstractName {
 };
 
 [[noreturn]] void fail(std::int64_t port) {
-    throw std::system_error(errno, std::generic_category(), "locking port " + std::to_string(port));
+    const int error = errno;
+    throw std::system_error(error, std::generic_category(), "locking port " + std::to_string(port));
 }
 
 FileDescriptor unixSocket(int flags, std::int64_t port) {
