@@ -79,11 +79,12 @@ int main(int argc, char** argv) {
     }
     try {
         // Held until the process ends; the kernel drops it should the process crash.
-        const velquor::InstanceLock lock(velquor::InstanceLock::defaultPath(), "qarvex");
+        const auto files = velquor::FileLocations::forCurrentUser();
+        const velquor::InstanceLock lock(files.configFile, files.logFile, "qarvex");
         if (!lock.isHeld()) {
             return refuseSecondForwarder(lock);
         }
-        velquor::VelquorApp app(velquor::DefaultController::makeDefaultController());
+        velquor::VelquorApp app(velquor::DefaultController::makeDefaultController(files));
         QObject::connect(&instance, &velquor::SingleInstance::activationRequested, &app,
                          &velquor::VelquorApp::showMainWindow);
         // Ending the session or `kill` quits as the quit command does: forwarding stops first.

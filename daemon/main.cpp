@@ -70,13 +70,13 @@ int main(int argc, char** argv) {
     std::unique_ptr<velquor::InstanceLock> lock;
     std::unique_ptr<velquor::ServiceController> controller;
     try {
-        lock = std::make_unique<velquor::InstanceLock>(velquor::InstanceLock::defaultPath(),
-                                                       "qarvexd");
+        const auto files = velquor::FileLocations::forCurrentUser();
+        lock = std::make_unique<velquor::InstanceLock>(files.configFile, files.logFile, "qarvexd");
         if (refusedBySecondInstance(*lock)) {
             return 1;
         }
         controller = velquor::DefaultController::makeDefaultController(
-            velquor::FileLocations::forCurrentUser(),
+            files,
             std::make_unique<velquor::StopGuardedLauncher>(
                 std::make_unique<velquor::PosixSocatProcessLauncher>(),
                 &velquor::stopSignalPending),

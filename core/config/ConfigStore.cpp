@@ -64,24 +64,25 @@ std::string oneLine(std::string text) {
     return text;
 }
 
-// Unlike rename(2), never replaces an earlier set-aside file of the same second.
-void renameWithoutReplacing(const std::filesystem::path& from, const std::filesystem::path& to) {
+// 0 or why it failed. Unlike rename(2), never replaces an earlier set-aside file.
+int renameWithoutReplacing(const std::filesystem::path& from, const std::filesystem::path& to) {
     if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) {
-        return;
+        return 0;
     }
-    int error = errno;
-    if (error == EINVAL || error == ENOSYS) { // file system without RENAME_NOREPLACE
-        std::error_code ignored;
-        error = std::filesystem::exists(to, ignored) ? EEXIST : 0;
-        if (error == 0 && std::rename(from.c_str(), to.c_str()) != 0) {
-            error = errno;
-        }
+    const int error = errno;
+    if (error != EINVAL && error != ENOSYS) {
+        return error;
     }
-    if (error != 0) {
-        throw std::system_error(error, std::generic_category(),
-                                "moving " + from.string() + " to " + to.string());
+    // A file system without RENAME_NOREPLACE.
+    std::error_code ignored;
+    if (std::filesystem::exists(to, ignored)) {
+        return EEXIST;
     }
+    return std::rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
 }
+
+// Several files damaged within one second each keep a name of their own.
+constexpr int asideNameAttempts = 100;
 
 } // namespace
 
@@ -112,33 +113,47 @@ ConfigStore::Loaded ConfigStore::loadReporting() {
 }
 
 ForwarderConfig ConfigStore::readValidConfig() {
+    auto [config, stamp] = readValid(m_configURL);
+    m_stamp = stamp;
+    return config;
+}
+
+std::pair<ForwarderConfig, ConfigStore::Stamp>
+ConfigStore::readValid(const std::filesystem::path& path) {
     // Non-blocking: a FIFO put in its place must not hang the service.
-    const FileDescriptor fd(::open(m_configURL.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    const FileDescriptor fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     if (fd.get() < 0) {
         if (errno == EACCES || errno == EPERM) {
-            throw UnreadableFile(errno, std::generic_category(), "reading " + m_configURL.string());
+            throw UnreadableFile(errno, std::generic_category(), "reading " + path.string());
         }
-        fail(errno, m_configURL);
+        fail(errno, path);
     }
     struct stat info {};
     if (::fstat(fd.get(), &info) != 0) {
-        fail(errno, m_configURL);
+        fail(errno, path);
     }
     if (!S_ISREG(info.st_mode)) {
-        fail(S_ISDIR(info.st_mode) ? EISDIR : EINVAL, m_configURL);
+        fail(S_ISDIR(info.st_mode) ? EISDIR : EINVAL, path);
     }
     if (static_cast<std::uintmax_t>(info.st_size) > maximumFileSize) {
-        fail(EFBIG, m_configURL);
+        fail(EFBIG, path);
     }
-    const auto bytes = readAll(fd.get(), m_configURL);
+    const auto bytes = readAll(fd.get(), path);
     // The JSON reader would stop at a NUL and never see what follows it.
     if (bytes.find('\0') != std::string::npos) {
-        throw std::invalid_argument("a NUL byte in " + m_configURL.string());
+        throw std::invalid_argument("a NUL byte in " + path.string());
     }
-    auto config = ForwarderConfig::fromJson(nlohmann::json::parse(bytes)).validated();
-    m_stamp =
-        Stamp{info.st_dev, info.st_ino, info.st_size, info.st_mtim.tv_sec, info.st_mtim.tv_nsec};
-    return config;
+    return {
+        ForwarderConfig::fromJson(nlohmann::json::parse(bytes)).validated(),
+        Stamp{info.st_dev, info.st_ino, info.st_size, info.st_mtim.tv_sec, info.st_mtim.tv_nsec}};
+}
+
+std::optional<ForwarderConfig> ConfigStore::peek() const {
+    try {
+        return readValid(m_configURL).first;
+    } catch (const std::exception&) {
+        return std::nullopt;
+    }
 }
 
 void ConfigStore::save(const ForwarderConfig& config) {
@@ -174,9 +189,19 @@ std::optional<std::filesystem::path> ConfigStore::moveCorruptedConfigAside() con
         std::filesystem::file_type::not_found) {
         return std::nullopt;
     }
-    const auto aside = m_configURL.parent_path() / ("config.json.invalid-" + asideTimestamp());
-    renameWithoutReplacing(m_configURL, aside);
-    return aside;
+    const std::string name = "config.json.invalid-" + asideTimestamp();
+    for (int attempt = 1;; ++attempt) {
+        const auto aside = m_configURL.parent_path() /
+                           (attempt == 1 ? name : name + "-" + std::to_string(attempt));
+        const int error = renameWithoutReplacing(m_configURL, aside);
+        if (error == 0) {
+            return aside;
+        }
+        if (error != EEXIST || attempt == asideNameAttempts) {
+            throw std::system_error(error, std::generic_category(),
+                                    "moving " + m_configURL.string() + " to " + aside.string());
+        }
+    }
 }
 
 bool ConfigStore::changedOnDisk() const {

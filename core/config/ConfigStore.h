@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace velquor {
 
@@ -36,6 +37,10 @@ public:
     // As load(), telling also what was set aside.
     Loaded loadReporting();
 
+    // The valid record in the file, read without writing, setting aside or remembering
+    // anything; nothing when the file is missing, unreadable or invalid.
+    std::optional<ForwarderConfig> peek() const;
+
     // Validates first; an invalid record throws and leaves the file untouched.
     void save(const ForwarderConfig& config);
 
@@ -43,9 +48,9 @@ public:
     // the plain-host rule still throw and leave the file untouched.
     void saveInternal(const ForwarderConfig& config);
 
-    // Renames the file to "config.json.invalid-<UTC time>" beside it and returns that path;
-    // nothing when it is missing. Throws when the rename fails, for example because that name is
-    // taken.
+    // Renames the file to "config.json.invalid-<UTC time>" beside it, or with "-2", "-3", …
+    // added when that name is taken, and returns that path; nothing when it is missing. Never
+    // replaces an existing file; throws when the rename fails.
     std::optional<std::filesystem::path> moveCorruptedConfigAside() const;
 
     // True when the file was changed or replaced since this store last read or wrote it; false
@@ -65,6 +70,7 @@ private:
         bool operator==(const Stamp&) const = default;
     };
     static std::optional<Stamp> stampOf(const std::filesystem::path& path);
+    static std::pair<ForwarderConfig, Stamp> readValid(const std::filesystem::path& path);
 
     ForwarderConfig readValidConfig();
 

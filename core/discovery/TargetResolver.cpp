@@ -35,6 +35,15 @@ std::optional<std::string> schemeOf(std::string_view text) {
     return valid ? std::optional<std::string>(scheme) : std::nullopt;
 }
 
+// Schemes are case-insensitive: "HTTP:" is http.
+bool isHttpScheme(std::string_view scheme) {
+    std::string lower(scheme);
+    std::ranges::transform(lower, lower.begin(), [](char c) {
+        return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    });
+    return lower == "http" || lower == "https";
+}
+
 // libcurl refuses a port above 65535 before the target rule could name it as such.
 TargetResolverError refusedByLibcurl(const std::string& text, std::string_view trimmed) {
     const auto written = Url::authorityOf(trimmed);
@@ -55,7 +64,7 @@ TargetResolver::TargetResolver(std::unique_ptr<HttpSession> session)
 
 TargetEndpoint TargetResolver::resolve(const Url& from) {
     // Whatever another scheme returned, it would not be an HTTP answer with a Location.
-    if (from.scheme != "http" && from.scheme != "https") {
+    if (!isHttpScheme(from.scheme)) {
         throw TargetResolverError::invalidHTTPResponse();
     }
     const auto response = m_session->get(from, requestTimeout);
@@ -74,7 +83,7 @@ TargetEndpoint TargetResolver::parseLocation(const std::string& text) {
         throw TargetResolverError::unsupportedLocationScheme(std::nullopt);
     }
     // Before libcurl, which cannot parse "mailto:x" or "urn:isbn:1" at all.
-    if (*scheme != "http" && *scheme != "https") {
+    if (!isHttpScheme(*scheme)) {
         throw TargetResolverError::unsupportedLocationScheme(*scheme);
     }
     const auto url = Url::parse(trimmed);

@@ -1,104 +1,64 @@
 #include "core/files/InstanceLock.h"
 
-#include "core/files/AtomicFile.h"
-#include "core/files/UserFolders.h"
+#include "core/config/ConfigStore.h"
 
-#include <cctype>
-#include <cerrno>
-#include <charconv>
-#include <cstdlib>
-#include <fcntl.h>
-#include <sys/file.h>
-#include <sys/stat.h>
 #include <system_error>
-#include <unistd.h>
 
 namespace velquor {
 
 namespace {
 
-[[noreturn]] void fail(int error, const std::filesystem::path& path) {
-    throw std::system_error(error, std::generic_category(), "locking " + path.string());
+std::filesystem::path lockPathBeside(const std::filesystem::path& file) {
+    return file.parent_path() / ("." + file.filename().string() + ".lock");
 }
 
-constexpr std::size_t holderTextLimit = 256;
+bool isPermissionError(const std::error_code& code) {
+    return code == std::errc::permission_denied || code == std::errc::operation_not_permitted ||
+           code == std::errc::read_only_file_system;
+}
 
 } // namespace
 
-std::string InstanceLock::Holder::text() const {
-    return program + " (PID " + std::to_string(pid) + ")";
-}
-
-InstanceLock::InstanceLock(std::filesystem::path path, const std::string& program)
-    : m_path(std::move(path)) {
-    if (const auto folder = m_path.parent_path(); !folder.empty()) {
-        createDirectories(folder);
-    }
-    // O_NONBLOCK: a FIFO put in its place must not hang the start; it is refused below.
-    m_fd = FileDescriptor(
-        ::open(m_path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600));
-    if (!m_fd.isOpen()) {
-        fail(errno, m_path);
-    }
-    struct stat info {};
-    if (::fstat(m_fd.get(), &info) != 0) {
-        fail(errno, m_path);
-    }
-    if (!S_ISREG(info.st_mode)) {
-        fail(EINVAL, m_path);
-    }
-    if (::flock(m_fd.get(), LOCK_EX | LOCK_NB) == 0) {
-        m_held = true;
-        recordHolder(program);
+InstanceLock::InstanceLock(const std::filesystem::path& configFile,
+                           const std::filesystem::path& logFile, const std::string& program) {
+    if (!lockBeside(configFile, program) || !lockBeside(logFile, program)) {
+        m_files.clear();
         return;
     }
-    if (errno != EWOULDBLOCK) {
-        fail(errno, m_path);
+    const auto config = ConfigStore(configFile).peek().value_or(ForwarderConfig::defaults());
+    m_port.emplace(config.listenPort);
+    if (!m_port->isHeld()) {
+        m_holder = m_port->holder();
+        m_port.reset();
+        m_files.clear();
+        return;
     }
-    m_holder = readHolder();
+    m_held = true;
 }
 
-void InstanceLock::recordHolder(const std::string& program) const {
-    // Best effort: the lock itself is what counts; the name only makes the refusal clearer.
-    const std::string text = std::to_string(::getpid()) + " " + program + "\n";
-    if (::ftruncate(m_fd.get(), 0) == 0) {
-        [[maybe_unused]] const auto written = ::pwrite(m_fd.get(), text.data(), text.size(), 0);
+bool InstanceLock::lockBeside(const std::filesystem::path& file, const std::string& program) {
+    std::vector<std::filesystem::path> candidates;
+    std::error_code error;
+    if (const auto real = std::filesystem::canonical(file, error); !error) {
+        candidates.push_back(lockPathBeside(real));
     }
-}
-
-std::optional<InstanceLock::Holder> InstanceLock::readHolder() const {
-    char buffer[holderTextLimit];
-    const auto got = ::pread(m_fd.get(), buffer, sizeof buffer, 0);
-    if (got <= 0) {
-        return std::nullopt;
-    }
-    const std::string_view text(buffer, static_cast<std::size_t>(got));
-    Holder holder;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), holder.pid);
-    const auto rest = text.substr(static_cast<std::size_t>(end - text.data()));
-    if (error != std::errc() || holder.pid <= 0 || !rest.starts_with(' ') ||
-        !rest.ends_with('\n')) {
-        return std::nullopt;
-    }
-    // Only a plain program name is repeated to the user.
-    holder.program = std::string(rest.substr(1, rest.size() - 2));
-    if (holder.program.empty()) {
-        return std::nullopt;
-    }
-    for (const char c : holder.program) {
-        if (!(std::isalnum(static_cast<unsigned char>(c)) || c == '-' || c == '_' || c == '.')) {
-            return std::nullopt;
+    candidates.push_back(lockPathBeside(file));
+    for (const auto& path : candidates) {
+        try {
+            LockFile lock(path, program);
+            if (!lock.isHeld()) {
+                m_holder = lock.holder();
+                return false;
+            }
+            m_files.push_back(std::move(lock));
+            return true;
+        } catch (const std::system_error& failure) {
+            if (!isPermissionError(failure.code())) {
+                throw;
+            }
         }
     }
-    return holder;
-}
-
-std::filesystem::path InstanceLock::defaultPath() {
-    if (const char* runtime = std::getenv("XDG_RUNTIME_DIR");
-        runtime != nullptr && *runtime == '/') {
-        return std::filesystem::path(runtime) / "com.dravenloe.velquor.lock";
-    }
-    return UserFolders::xdg("XDG_STATE_HOME", ".local/state") / "Velquor" / "forwarder.lock";
+    return true;
 }
 
 } // namespace velquor

@@ -1,49 +1,46 @@
 #pragma once
 
-#include "core/files/FileDescriptor.h"
+#include "core/files/LockFile.h"
+#include "core/files/PortLock.h"
 
-#include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace velquor {
 
-// One forwarder per user: qarvex and qarvexd both stop every socat on the listen port, so two
-// of them would keep killing each other's forwarder. Each takes this lock first. It is an flock
-// on a file, which the kernel drops with the holder's last descriptor: a holder that crashed,
-// even by SIGKILL, never blocks the next start. The holder writes its PID and program name
-// into the file so that a refused start can say who runs.
+// One forwarder for one set of files and one port: qarvex and qarvexd both rewrite the
+// configuration, append to the log and stop every socat on the listen port, so two of them
+// sharing any of these would undo each other's work and kill each other's forwarder. The lock
+// follows what it guards, not the environment a program was started in:
+// - the configuration file: ".<name>.lock" beside the file it really is (through a symlink),
+//   or beside the path as given when nothing can be created there;
+// - the log file: ".<name>.lock" beside it;
+// - the listen port the configuration names (the default when it names no valid one): a
+//   PortLock.
+// A lock file that cannot be created for lack of permission is left out: where this user
+// cannot create a file, neither program can rewrite one. All are taken without waiting, or
+// none; a holder killed by SIGKILL leaves nothing behind.
 class InstanceLock {
 public:
-    struct Holder {
-        std::int32_t pid = 0;
-        std::string program;
+    using Holder = LockHolder;
 
-        // "qarvexd (PID 1234)"
-        std::string text() const;
-    };
-
-    // Tries once, without waiting. Throws std::system_error when the file cannot be opened or
-    // is not a regular file.
-    InstanceLock(std::filesystem::path path, const std::string& program);
+    // Throws std::system_error when a lock cannot be tried, for example when a FIFO or a folder
+    // is in the place of a lock file.
+    InstanceLock(const std::filesystem::path& configFile, const std::filesystem::path& logFile,
+                 const std::string& program);
 
     bool isHeld() const noexcept { return m_held; }
-    // Who holds the lock when this one did not get it; nothing when the holder has not written
-    // its name yet or the file cannot be read.
+    // Who holds the first lock refused; nothing when it cannot be told.
     const std::optional<Holder>& holder() const noexcept { return m_holder; }
 
-    // $XDG_RUNTIME_DIR/com.dravenloe.velquor.lock when that folder is set (absolute), else
-    // forwarder.lock in ${XDG_STATE_HOME:-~/.local/state}/Velquor.
-    static std::filesystem::path defaultPath();
-
 private:
-    void recordHolder(const std::string& program) const;
-    std::optional<Holder> readHolder() const;
+    // False, with the holder noted, when another program holds the lock guarding the file.
+    bool lockBeside(const std::filesystem::path& file, const std::string& program);
 
-    std::filesystem::path m_path;
-    // Open for as long as this object lives; never inherited by a child (O_CLOEXEC).
-    FileDescriptor m_fd;
+    std::vector<LockFile> m_files;
+    std::optional<PortLock> m_port;
     bool m_held = false;
     std::optional<Holder> m_holder;
 };

@@ -145,26 +145,37 @@ ServiceSnapshot ServiceController::load(bool startIfConfigured) {
 }
 
 ServiceSnapshot ServiceController::saveConfig(const ForwarderConfig& config) {
+    return storeAndApply(config, false);
+}
+
+ServiceSnapshot ServiceController::storeAndApply(const ForwarderConfig& config,
+                                                 bool applyUnwritten) {
     const ForwarderConfig oldConfig = m_config;
     const bool wasRunning = probe(oldConfig.listenHost, oldConfig.listenPort).isRunning();
     ForwarderConfig updated = config;
+    bool valid = false;
     try {
         auto history = oldConfig.recentListenPorts;
         history.push_back(oldConfig.listenPort);
         history.push_back(updated.listenPort);
         updated.recordListenPorts(history);
         updated = updated.validated();
+        valid = true;
         m_configStore.saveInternal(updated);
+        log("Configuration saved");
     } catch (const std::exception& error) {
-        m_lastError = error.what();
-        log(std::string("ERROR: Failed to save configuration: ") + error.what());
-        return snapshot();
+        if (!valid || !applyUnwritten) {
+            m_lastError = error.what();
+            log(std::string("ERROR: Failed to save configuration: ") + error.what());
+            return snapshot();
+        }
+        log(std::string("WARNING: Reloaded configuration applied but not written back: ") +
+            error.what());
     }
     m_config = updated;
     m_trend.setThreshold(m_config.failureThreshold);
     m_currentTarget = m_config.target;
     m_lastError.reset();
-    log("Configuration saved");
     if (wasRunning && requiresSocatRestart(oldConfig, m_config)) {
         log("Configuration changed while running: restarting socat");
         return restartAfterConfigChange(oldConfig);
@@ -326,7 +337,8 @@ ServiceSnapshot ServiceController::reloadConfig() {
         return snapshot();
     }
     log("Configuration reloaded from " + file.string());
-    return saveConfig(loaded->config);
+    // The file already holds these settings; failing to rewrite it is no reason to ignore them.
+    return storeAndApply(loaded->config, true);
 }
 
 void ServiceController::pruneLogs() {

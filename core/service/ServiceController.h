@@ -43,8 +43,9 @@ public:
     virtual void note(const std::string& message);
 
     // Rereads the configuration file and applies it as saveConfig does: a new forwarder only
-    // when the listen address, discovery URL or target changed. A file that cannot be used is
-    // set aside as at load; the settings in memory then stay and are written back.
+    // when the listen address, discovery URL or target changed; a failure to write it back is
+    // only warned of. A file that cannot be used is set aside as at load; the settings in memory
+    // then stay and are written back.
     virtual ServiceSnapshot reloadConfig();
     // Drops log lines older than the configured logRetentionDays; a failure is ignored.
     virtual void pruneLogs();
@@ -72,6 +73,9 @@ private:
     SocatRuntimeStatus probe();
     // Passwords in URLs are shown as "***".
     void log(const std::string& message);
+    // saveConfig's steps; with applyUnwritten, a record that could not be written is applied
+    // all the same, with a warning.
+    ServiceSnapshot storeAndApply(const ForwarderConfig& config, bool applyUnwritten);
     // Takes the stored record as load does; false, with the failure logged, when it cannot.
     bool adoptStoredConfig(const std::string& loadedLine);
     // A hand edit of the file since our last read or write wins over our copy, as it would at

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <chrono>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -116,7 +117,9 @@ TEST_F(ConfigStoreTest, SaveValidatesAndSaveInternalStillRefusesHosts) {
     EXPECT_EQ(nlohmann::json::parse(readFile(m_file))["listenPort"], 65536);
 }
 
-TEST_F(ConfigStoreTest, AnAsideNameAlreadyTakenFailsTheLoadAndKeepsTheDamagedFile) {
+// Two files damaged within one second: the later one must neither stay in place nor replace
+// the earlier one.
+TEST_F(ConfigStoreTest, AnAsideNameAlreadyTakenGetsASuffixAndEarlierAsideFilesStay) {
     write("{}");
     // Occupy every name the rename could pick around now, whatever second the load lands in.
     const auto now = std::chrono::system_clock::now();
@@ -128,8 +131,13 @@ TEST_F(ConfigStoreTest, AnAsideNameAlreadyTakenFailsTheLoadAndKeepsTheDamagedFil
         std::strftime(stamp, sizeof stamp, "%Y-%m-%dT%H-%M-%SZ", &utc);
         writeFile(m_folder / (std::string("config.json.invalid-") + stamp), "older");
     }
-    EXPECT_THROW(m_store.load(), std::system_error);
-    EXPECT_EQ(readFile(m_file), "{}");
+    const auto aside = m_store.loadReporting().setAside;
+    ASSERT_TRUE(aside);
+    EXPECT_EQ(readFile(aside->path), "{}");
+    EXPECT_TRUE(aside->path.filename().string().ends_with("Z-2")) << aside->path;
+    const auto all = asideFiles(m_folder);
+    EXPECT_EQ(all.size(), 6u);
+    EXPECT_EQ(std::ranges::count_if(all, [](auto& p) { return readFile(p) == "older"; }), 5);
 }
 
 TEST_F(ConfigStoreTest, AFolderThatCannotBeMadeFailsTheLoadAndKeepsWhatIsInTheWay) {

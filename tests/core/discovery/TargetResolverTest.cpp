@@ -149,6 +149,8 @@ TEST(TargetResolverParseLocation, AcceptsHttpUrlsWithHostAndExplicitPort) {
         {"http://0x7f.1:80", {"0x7f.1", 80}},
         {"http://[::FFFF:10.0.0.5]:1", {"[::FFFF:10.0.0.5]", 1}},
         {"http:/Target.Example:7", {"Target.Example", 7}},
+        {"HTTP://10.0.0.5:3260/", {"10.0.0.5", 3260}},
+        {"hTtPs://10.0.0.5:3260", {"10.0.0.5", 3260}},
     };
     for (const auto& [text, target] : cases) {
         EXPECT_NO_THROW(EXPECT_EQ(TargetResolver::parseLocation(text), target) << text) << text;
@@ -158,7 +160,8 @@ TEST(TargetResolverParseLocation, AcceptsHttpUrlsWithHostAndExplicitPort) {
 TEST(TargetResolverParseLocation, RefusesWhatNamesNoUsableTarget) {
     const std::pair<std::string, E> cases[] = {
         {"ftp://10.0.0.5:3260", E::unsupportedLocationScheme("ftp")},
-        {"HTTP://10.0.0.5:3260", E::unsupportedLocationScheme("HTTP")},
+        {"FTP://10.0.0.5:3260", E::unsupportedLocationScheme("FTP")},
+        {"HTTP://10.0.0.5", E::malformedLocation("HTTP://10.0.0.5")},
         {"/path", E::unsupportedLocationScheme(std::nullopt)},
         {"//host:1/x", E::unsupportedLocationScheme(std::nullopt)},
         {"10.0.0.5:3260", E::unsupportedLocationScheme(std::nullopt)},

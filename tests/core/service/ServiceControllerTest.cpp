@@ -151,6 +151,19 @@ TEST_F(ServiceControllerTest, EachOperationEndsInItsStatusErrorAndLogLines) {
     const Operation healthCheck = &ServiceController::healthCheck;
     const Operation checkNow = &ServiceController::checkNow;
     const auto newPort = saving([](auto& config) { config.listenPort = 18090; });
+    // A write-back that fails even for root, who writes into read-only folders: the temporary
+    // file beside a target of 240 characters would have too long a name.
+    const auto unwritableEdit = [&] {
+        const auto real = m_configFile.parent_path() / std::string(240, 'c');
+        writeConfig([&](auto& json) {
+            json["listenPort"] = 18090;
+            json["target"] = first.toJson();
+        });
+        fs::rename(m_configFile, real);
+        fs::create_symlink(real.filename(), m_configFile);
+    };
+    const auto writeFailure = "creating a temporary file in " +
+                              m_configFile.parent_path().string() + ": File name too long";
     const std::string refusal = "portOccupiedByUnknownProcess(host: \"127.0.0.1\", port: 18082)";
     const std::string notPermitted = "terminating process 4242: Operation not permitted";
     const std::string started = "socat started [PID=4242]: 127.0.0.1:18082 -> 10.0.0.5:3260";
@@ -197,6 +210,13 @@ TEST_F(ServiceControllerTest, EachOperationEndsInItsStatusErrorAndLogLines) {
          Log{"Configuration saved", "Configuration changed while running: restarting socat",
              "ERROR: Failed to stop old socat during configuration change: " + notPermitted},
          notPermitted},
+        {"a reload applies what it cannot write back", running, unwritableEdit,
+         &ServiceController::reloadConfig, ServiceStatus::running,
+         Log{"Configuration reloaded from " + m_configFile.string(),
+             "WARNING: Reloaded configuration applied but not written back: " + writeFailure,
+             "Configuration changed while running: restarting socat",
+             "socat stopped for configuration change [PID=4242]",
+             "socat started [PID=4243]: 127.0.0.1:18090 -> 10.0.0.5:3260"}},
         {"saving while stopped never starts", loaded, nothing, newPort, ServiceStatus::stopped,
          Log{"Configuration saved"}, std::nullopt,
          [](auto& snapshot) {
