@@ -34,6 +34,7 @@ private:
     void measureIdleDaemon();
     void measureHealAtOnce();
     void measureNetworkChange();
+    void measureRepeatedKills();
     template <typename Measurement>
     void attempt(const std::string& item, const std::string& figure, Measurement&& measurement);
     void waitForBanner(const std::string& banner, std::chrono::milliseconds deadline) const;

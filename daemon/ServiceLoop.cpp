@@ -3,7 +3,9 @@
 #include "core/process/ChildReaper.h"
 #include "core/process/ProcessExitWatch.h"
 #include "core/process/RestartBackoff.h"
+#include "core/service/CheckInterval.h"
 #include "core/service/EarlyCheckSchedule.h"
+#include "core/service/FailedStartRetry.h"
 #include "core/system/DescriptorWait.h"
 #include "core/system/NetworkChangeMonitor.h"
 #include "core/system/ResumeDetector.h"
@@ -21,12 +23,10 @@ namespace {
 
 using SteadyClock = std::chrono::steady_clock;
 
-constexpr std::int64_t minimumCheckIntervalSeconds = 5;
 constexpr auto pruneInterval = std::chrono::hours(24);
 
-std::chrono::seconds checkInterval(const ServiceSnapshot& snapshot) {
-    return std::chrono::seconds(
-        std::max(snapshot.config.checkIntervalSeconds, minimumCheckIntervalSeconds));
+std::chrono::milliseconds checkInterval(const ServiceSnapshot& snapshot) {
+    return CheckInterval::waitFor(snapshot.config.checkIntervalSeconds);
 }
 
 // The controller ignores a log it cannot write, and so does forwarding; the user hears of it
@@ -73,7 +73,9 @@ public:
         const auto pid = snapshot.socatRuntimeStatus.kind == SocatRuntimeStatus::Kind::trackedSocat
                              ? snapshot.processIdentifier
                              : std::nullopt;
-        if (!pid) {
+        // A snapshot taken before the exit we saw still shows that forwarder until the delayed
+        // check: watched again, its zombie would wake every wait at once until then.
+        if (!pid || pid == m_exitSeen) {
             // One that ended after the snapshot before was taken and was reaped since still
             // counts: the next wait sees it at once.
             if (m_watch && !exitedUnseen()) {
@@ -84,6 +86,7 @@ public:
         if (m_watch && m_watch->processIdentifier() == *pid) {
             return;
         }
+        m_exitSeen.reset();
         try {
             m_watch = std::make_unique<ProcessExitWatch>(*pid);
             m_backoff.started(*pid, now);
@@ -104,9 +107,10 @@ public:
 
     // When to run the health check after the exit, and the lines that say why.
     SteadyClock::time_point exited(ServiceController& controller, SteadyClock::time_point now,
-                                   std::chrono::seconds interval) {
+                                   std::chrono::milliseconds interval) {
         const auto pid = m_watch->processIdentifier();
         m_watch.reset();
+        m_exitSeen = pid;
         const auto decision = m_backoff.exited(pid, now, interval);
         if (!decision) {
             return SteadyClock::time_point::max();
@@ -123,6 +127,7 @@ public:
 
 private:
     std::unique_ptr<ProcessExitWatch> m_watch;
+    std::optional<std::int32_t> m_exitSeen;
     RestartBackoff m_backoff;
 };
 
@@ -135,6 +140,136 @@ template <typename Source> bool drained(Source& source) {
     }
 }
 
+// Load (with auto start), then waits in one ppoll for whatever comes first, and acts on it.
+class ServiceLoop {
+public:
+    ServiceLoop(ServiceController& controller, SignalDescriptor& signals)
+        : m_controller(controller), m_signals(signals) {}
+
+    void run() {
+        begin();
+        for (;;) {
+            ChildReaper::reapAdopted();
+            const std::array descriptors{m_signals.descriptor(), m_forwarder.descriptor(),
+                                         descriptorOf(m_network), descriptorOf(m_wakeUps)};
+            const auto ready = DescriptorWait::until(descriptors, deadline());
+            if (!takeSignals()) {
+                break;
+            }
+            takeEvents(ready, SteadyClock::now());
+            runDueWork(SteadyClock::now());
+            m_logTrouble.update(m_controller);
+        }
+        m_controller.stop();
+        m_logTrouble.update(m_controller);
+    }
+
+private:
+    void begin() {
+        seen(m_controller.load(true));
+        m_controller.pruneLogs();
+        // A stop that came during the start is taken at once, without another probe first.
+        if (!stopSignalPending()) {
+            seen(m_controller.refreshRuntimeStatus());
+        }
+        m_logTrouble.update(m_controller);
+        m_network = optionalSource<NetworkChangeMonitor>(m_controller, "Network changes");
+        m_wakeUps = optionalSource<WakeUpWatch>(m_controller, "Resume from suspend");
+        m_nextCheck = SteadyClock::now() + interval();
+        m_nextPrune = SteadyClock::now() + pruneInterval;
+    }
+
+    // Every snapshot goes through here: the forwarder is watched from the moment one shows it.
+    void seen(const ServiceSnapshot& snapshot) {
+        m_snapshot = snapshot;
+        m_forwarder.follow(snapshot, SteadyClock::now());
+        m_retry.statusSeen(snapshot.status, SteadyClock::now(), interval());
+    }
+
+    std::chrono::milliseconds interval() const { return checkInterval(m_snapshot); }
+
+    SteadyClock::time_point deadline() const {
+        auto deadline = std::min(m_nextCheck, m_nextPrune);
+        for (const auto& due : {m_early.dueAt(), m_retry.dueAt()}) {
+            deadline = due ? std::min(deadline, *due) : deadline;
+        }
+        return deadline;
+    }
+
+    // False once a stop signal came. The signals that would only have ended the service by
+    // their default action are taken and dropped.
+    bool takeSignals() {
+        while (const auto signal = m_signals.take()) {
+            if (std::ranges::find(stopSignalNumbers, *signal) != std::end(stopSignalNumbers)) {
+                return false;
+            }
+            if (*signal == SIGHUP) {
+                seen(m_controller.reloadConfig());
+                m_nextCheck = std::min(m_nextCheck, SteadyClock::now() + interval());
+            }
+            m_checkAsked = m_checkAsked || *signal == SIGUSR1;
+        }
+        return true;
+    }
+
+    void takeEvents(const std::vector<bool>& ready, SteadyClock::time_point now) {
+        if (ready[1]) {
+            m_nextCheck = std::min(m_nextCheck, m_forwarder.exited(m_controller, now, interval()));
+        }
+        if (ready[2] && drained(*m_network)) {
+            m_early.networkChanged(now);
+        }
+        if (ready[3]) {
+            drained(*m_wakeUps);
+        }
+        if (m_resume.sleptSinceLastLook()) {
+            m_early.resumed(now);
+        }
+    }
+
+    void runDueWork(SteadyClock::time_point now) {
+        if (now >= m_nextPrune) {
+            m_controller.pruneLogs();
+            m_nextPrune = now + pruneInterval;
+        }
+        if (const auto line = m_retry.takeDue(now, interval()); line && !stopSignalPending()) {
+            m_controller.note(*line);
+            seen(m_controller.start());
+        }
+        const auto earlyLine = m_early.takeDue(now);
+        if (earlyLine) {
+            m_controller.note(*earlyLine);
+        }
+        if (m_checkAsked) {
+            m_controller.note("Health check early: asked by SIGUSR1");
+        }
+        if (earlyLine || m_checkAsked || now >= m_nextCheck) {
+            m_checkAsked = false;
+            seen(m_controller.healthCheck());
+            m_nextCheck = SteadyClock::now() + interval();
+            if (earlyLine) {
+                const auto& findings = m_controller.lastHealthFindings();
+                m_early.checkFinished(!findings.cachedTargetUsed && !findings.failedWith,
+                                      SteadyClock::now());
+            }
+        }
+    }
+
+    ServiceController& m_controller;
+    SignalDescriptor& m_signals;
+    LogTroubleReport m_logTrouble;
+    ForwarderWatch m_forwarder;
+    FailedStartRetry m_retry;
+    ServiceSnapshot m_snapshot;
+    std::unique_ptr<NetworkChangeMonitor> m_network;
+    std::unique_ptr<WakeUpWatch> m_wakeUps;
+    ResumeDetector m_resume;
+    EarlyCheckSchedule m_early;
+    SteadyClock::time_point m_nextCheck;
+    SteadyClock::time_point m_nextPrune;
+    bool m_checkAsked = false;
+};
+
 } // namespace
 
 bool stopSignalPending() {
@@ -145,83 +280,18 @@ bool stopSignalPending() {
                                [&](int signal) { return sigismember(&pending, signal) == 1; });
 }
 
+std::vector<int> handledSignalNumbers() {
+    std::vector<int> numbers(std::begin(stopSignalNumbers), std::end(stopSignalNumbers));
+    numbers.insert(numbers.end(), {SIGHUP, SIGUSR1, SIGUSR2, SIGALRM, SIGVTALRM, SIGPROF, SIGIO,
+                                   SIGPWR, SIGSTKFLT, SIGXCPU, SIGXFSZ});
+    for (int signal = SIGRTMIN; signal <= SIGRTMAX; ++signal) {
+        numbers.push_back(signal);
+    }
+    return numbers;
+}
+
 void serveUntilStopSignal(ServiceController& controller, SignalDescriptor& signals) {
-    LogTroubleReport logTrouble;
-    ForwarderWatch forwarder;
-    auto snapshot = controller.load(true);
-    // Watched before anything probes it again: a forwarder that dies this early is still seen.
-    forwarder.follow(snapshot, SteadyClock::now());
-    controller.pruneLogs();
-    // A stop that came during the start is taken at once, without another probe first.
-    if (!stopSignalPending()) {
-        snapshot = controller.refreshRuntimeStatus();
-    }
-    logTrouble.update(controller);
-    const auto network = optionalSource<NetworkChangeMonitor>(controller, "Network changes");
-    const auto wakeUps = optionalSource<WakeUpWatch>(controller, "Resume from suspend");
-    ResumeDetector resume;
-    EarlyCheckSchedule early;
-    forwarder.follow(snapshot, SteadyClock::now());
-    auto nextCheck = SteadyClock::now() + checkInterval(snapshot);
-    auto nextPrune = SteadyClock::now() + pruneInterval;
-    for (;;) {
-        ChildReaper::reapAdopted();
-        auto deadline = std::min(nextCheck, nextPrune);
-        if (const auto due = early.dueAt()) {
-            deadline = std::min(deadline, *due);
-        }
-        const std::array descriptors{signals.descriptor(), forwarder.descriptor(),
-                                     descriptorOf(network), descriptorOf(wakeUps)};
-        const auto ready = DescriptorWait::until(descriptors, deadline);
-        auto now = SteadyClock::now();
-        bool stopAsked = false;
-        while (const auto signal = signals.take()) {
-            if (*signal != SIGHUP) {
-                stopAsked = true;
-                break;
-            }
-            snapshot = controller.reloadConfig();
-            nextCheck = std::min(nextCheck, SteadyClock::now() + checkInterval(snapshot));
-        }
-        if (stopAsked) {
-            break;
-        }
-        if (ready[1]) {
-            nextCheck =
-                std::min(nextCheck, forwarder.exited(controller, now, checkInterval(snapshot)));
-        }
-        if (ready[2] && drained(*network)) {
-            early.networkChanged(now);
-        }
-        if (ready[3]) {
-            drained(*wakeUps);
-        }
-        if (resume.sleptSinceLastLook()) {
-            early.resumed(now);
-        }
-        now = SteadyClock::now();
-        if (now >= nextPrune) {
-            controller.pruneLogs();
-            nextPrune = now + pruneInterval;
-        }
-        const auto earlyLine = early.takeDue(now);
-        if (earlyLine) {
-            controller.note(*earlyLine);
-        }
-        if (earlyLine || now >= nextCheck) {
-            snapshot = controller.healthCheck();
-            nextCheck = SteadyClock::now() + checkInterval(snapshot);
-            if (earlyLine) {
-                const auto& findings = controller.lastHealthFindings();
-                early.checkFinished(!findings.cachedTargetUsed && !findings.failedWith,
-                                    SteadyClock::now());
-            }
-        }
-        forwarder.follow(snapshot, SteadyClock::now());
-        logTrouble.update(controller);
-    }
-    controller.stop();
-    logTrouble.update(controller);
+    ServiceLoop(controller, signals).run();
 }
 
 } // namespace velquor

@@ -4,6 +4,7 @@
 #include "core/system/SignalDescriptor.h"
 
 #include <csignal>
+#include <vector>
 
 namespace velquor {
 
@@ -11,13 +12,21 @@ namespace velquor {
 // descriptor, so a pending one is seen from anywhere in the process without a handler.
 inline constexpr int stopSignalNumbers[] = {SIGTERM, SIGINT, SIGQUIT};
 
+// Every signal qarvexd reads from its signal descriptor: the stop signals, SIGHUP (reread the
+// settings), SIGUSR1 (a health check at once), and the others a user may send whose default
+// action would end the service and leave its forwarder running unmanaged; those are dropped.
+// Blocked rather than ignored: children start with nothing blocked, but an ignored signal
+// would stay ignored in them through exec.
+std::vector<int> handledSignalNumbers();
+
 // Asked from inside a discovery request and before every launch: a blocked stop signal stays
 // pending until the main loop reads it.
 bool stopSignalPending();
 
 // Load (with auto start), then health checks at the interval and earlier when our forwarder
-// exits unasked, the machine resumes or the network changes; a reload on SIGHUP and the log
-// pruned daily, until a stop signal; then stop. One ppoll waits for all of it.
+// exits unasked, the machine resumes, the network changes or SIGUSR1 asks; a failed start tried
+// again with back-off, a reload on SIGHUP and the log pruned daily, until a stop signal; then
+// stop. One ppoll waits for all of it.
 void serveUntilStopSignal(ServiceController& controller, SignalDescriptor& signals);
 
 } // namespace velquor

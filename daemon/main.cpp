@@ -1,6 +1,7 @@
 // qarvexd: the forwarding service without a user interface. Loads the configuration (starting
 // forwarding when it says so), then checks itself at the configured interval until SIGTERM,
-// SIGINT or SIGQUIT, when it stops its forwarder and exits 0. SIGHUP rereads the configuration.
+// SIGINT or SIGQUIT, when it stops its forwarder and exits 0. SIGHUP rereads the configuration,
+// SIGUSR1 asks for a health check at once; a failed start is tried again by itself.
 #include "core/BuildInfo.h"
 #include "core/discovery/CurlHttpSession.h"
 #include "core/files/InstanceLock.h"
@@ -21,8 +22,10 @@ void printUsage(std::ostream& out) {
            "discovery URL names, and checks it at the configured interval. Settings are read\n"
            "from ${XDG_CONFIG_HOME:-~/.config}/Velquor/config.json; the log is written to\n"
            "${XDG_STATE_HOME:-~/.local/state}/Velquor/service.log. SIGTERM, SIGINT or SIGQUIT\n"
-           "stops forwarding and exits; SIGHUP rereads the settings. Only one qarvexd or qarvex\n"
-           "runs for a user.\n";
+           "stops forwarding and exits; SIGHUP rereads the settings; SIGUSR1 runs a health\n"
+           "check at once. A start that failed is tried again after 5 s, then after twice as\n"
+           "long each time, at most the check interval. Only one qarvexd or qarvex runs for a\n"
+           "user.\n";
 }
 
 // Two forwarders for one user would stop each other's socat.
@@ -59,8 +62,7 @@ int main(int argc, char** argv) {
     // that hangs up must not end the service with SIGPIPE.
     std::unique_ptr<velquor::SignalDescriptor> signals;
     try {
-        signals = std::make_unique<velquor::SignalDescriptor>(
-            std::initializer_list<int>{SIGTERM, SIGINT, SIGQUIT, SIGHUP});
+        signals = std::make_unique<velquor::SignalDescriptor>(velquor::handledSignalNumbers());
     } catch (const std::exception& error) {
         std::cerr << "qarvexd: " << error.what() << "\n";
         return 1;

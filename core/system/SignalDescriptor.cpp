@@ -7,7 +7,7 @@
 
 namespace velquor {
 
-SignalDescriptor::SignalDescriptor(std::initializer_list<int> signals) {
+SignalDescriptor::SignalDescriptor(std::span<const int> signals) {
     sigset_t set;
     sigemptyset(&set);
     for (const int signal : signals) {

@@ -4,6 +4,7 @@
 
 #include <initializer_list>
 #include <optional>
+#include <span>
 
 namespace velquor {
 
@@ -15,7 +16,9 @@ namespace velquor {
 class SignalDescriptor {
 public:
     // Throws std::system_error.
-    explicit SignalDescriptor(std::initializer_list<int> signals);
+    explicit SignalDescriptor(std::span<const int> signals);
+    explicit SignalDescriptor(std::initializer_list<int> signals)
+        : SignalDescriptor(std::span<const int>(signals.begin(), signals.size())) {}
 
     int descriptor() const noexcept { return m_descriptor.get(); }
 

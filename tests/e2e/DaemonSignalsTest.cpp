@@ -47,16 +47,25 @@ TEST_F(DaemonSignalsTest, ASecondForwarderIsRefusedNamingTheFirstUntilTheFirstIs
 }
 
 // Every stop signal ends the service promptly while a lookup waits for a discovery server that
-// never answers, and a SIGPIPE before it changes nothing. At start a stop must not let it launch
-// a forwarder, not even to the cached target; in a check it takes the forwarder with it.
-class DaemonStopSignalTest : public DaemonSignalsTest, public ::testing::WithParamInterface<int> {};
+// never answers, and the signals before it, whose default action would have ended it and left
+// the forwarder behind, change nothing. At start a stop must not let it launch a forwarder, not
+// even to the cached target; in a check it takes the forwarder with it.
+class DaemonStopSignalTest : public DaemonSignalsTest, public ::testing::WithParamInterface<int> {
+protected:
+    void sendHarmlessSignals() const {
+        for (const int signal : {SIGPIPE, SIGUSR1, SIGUSR2, SIGALRM, SIGVTALRM, SIGPROF, SIGIO,
+                                 SIGPWR, SIGSTKFLT, SIGXCPU, SIGXFSZ, SIGRTMIN, SIGRTMAX}) {
+            m_daemon->signal(signal);
+        }
+    }
+};
 
 TEST_P(DaemonStopSignalTest, EndsDuringAHangingLookupAtStartAndInACheckAndLeavesNoSocat) {
     m_discovery.setReply({.behaviour = DiscoveryServer::Behaviour::stall});
     writeConfig(config(true));
     startDaemon();
     ASSERT_TRUE(waitUntil([&] { return m_discovery.requestCount() > 0; })) << log();
-    m_daemon->signal(SIGPIPE);
+    sendHarmlessSignals();
     m_daemon->signal(GetParam());
     // Well before the 8 s request timeout would have let the lookup end by itself.
     EXPECT_EQ(m_daemon->waitForExit(6s), 0) << log();
@@ -66,7 +75,7 @@ TEST_P(DaemonStopSignalTest, EndsDuringAHangingLookupAtStartAndInACheckAndLeaves
     m_discovery.setReply({.behaviour = DiscoveryServer::Behaviour::stall});
     const int requests = m_discovery.requestCount();
     ASSERT_TRUE(waitUntil([&] { return m_discovery.requestCount() > requests; }, 20s));
-    m_daemon->signal(SIGPIPE);
+    sendHarmlessSignals();
     m_daemon->signal(GetParam());
     EXPECT_EQ(m_daemon->waitForExit(6s), 0) << log();
     EXPECT_NE(log().find("socat stopped [PID="), std::string::npos) << log();
@@ -92,6 +101,8 @@ TEST_F(DaemonSignalsTest, SighupRereadsTheSettingsAndKeepsThemWhenTheFileIsDamag
     // (socat forks a child per connection, so the list may hold more than the forwarder.)
     EXPECT_THAT(socatsListeningOn(m_listenPort), ::testing::Contains(forwarder.front()));
     EXPECT_EQ(occurrences(log(), "socat started"), 1u) << "forwarding went on untouched";
+    m_daemon->signal(SIGUSR1);
+    EXPECT_TRUE(waitForLog("Health check early: asked by SIGUSR1")) << log();
 
     auto moved = config(true);
     moved["listenPort"] = m_movedPort;
@@ -101,6 +112,14 @@ TEST_F(DaemonSignalsTest, SighupRereadsTheSettingsAndKeepsThemWhenTheFileIsDamag
         << log();
     EXPECT_TRUE(waitForLog("Configuration reloaded")) << log();
     EXPECT_TRUE(waitForLog("socat stopped for configuration change [PID=")) << log();
+
+    // Past what a clock count can add to now: checks wait the longest a timer can hold.
+    moved["checkIntervalSeconds"] = 10'000'000'000;
+    writeConfig(moved);
+    m_daemon->signal(SIGHUP);
+    ASSERT_TRUE(waitForLog("Configuration reloaded", 2)) << log();
+    const int requests = m_discovery.requestCount();
+    EXPECT_FALSE(waitUntil([&] { return m_discovery.requestCount() > requests + 1; }, 3s));
     EXPECT_EQ(terminate(), 0);
     EXPECT_TRUE(socatsListeningOn(m_movedPort).empty());
 }

@@ -14,6 +14,11 @@ using namespace std::chrono_literals;
 // Well before the 60 s interval.
 constexpr auto healDeadline = 20s;
 
+// How long the main thread of a process has run, in nanoseconds, as the scheduler counts it.
+long long runTime(std::int32_t pid) {
+    return std::stoll(readFile("/proc/" + std::to_string(pid) + "/schedstat"));
+}
+
 class HealAtOnceTest : public QarvexdTest {
 protected:
     void SetUp() override {
@@ -63,9 +68,33 @@ TEST_F(HealAtOnceTest, AForwarderThatKeepsDyingIsRestartedWithBackOff) {
     startDaemon(bin / "qarvexd");
 
     ASSERT_TRUE(waitForLog("Forwarder exited unexpectedly 3 times", 1, healDeadline)) << log();
+    const auto ranBefore = runTime(m_daemon->pid());
     // Back-off steps 0, 0.2, 1 and 5 s, then the 60 s interval: a handful of starts, not a loop.
     EXPECT_FALSE(waitUntil([&] { return startedPids().size() > 6; }, 15s)) << log();
     EXPECT_GE(startedPids().size(), 3u);
+    // Asleep while it waits: a loop woken again and again by the dead one would burn seconds.
+    EXPECT_LT(runTime(m_daemon->pid()) - ranBefore, 500'000'000) << log();
+    for (const auto* exits :
+         {"2 times", "3 times", "4 times in a row; next check in 5 s", "5 times"}) {
+        EXPECT_EQ(occurrences(log(), exits), 1u) << exits << " counted once\n" << log();
+    }
+}
+
+// Discovery that does not name a target and nothing cached: the start fails. The health check
+// leaves that alone, so the service itself starts again, well before its 60 s interval.
+TEST_F(HealAtOnceTest, AFailedStartIsRetriedUntilDiscoveryAnswers) {
+    m_discovery.setReply({});
+    auto json = config(true);
+    json["checkIntervalSeconds"] = 60;
+    json.erase("target");
+    writeConfig(json);
+    startDaemon();
+    ASSERT_TRUE(
+        waitForLog("Retrying start after failure (attempt 2); next retry in 10 s", 1, healDeadline))
+        << log();
+    m_discovery.setReply(DiscoveryServer::redirectTo("127.0.0.1", m_target.port()));
+    EXPECT_TRUE(waitUntil([&] { return isListening(m_listenPort); }, healDeadline)) << log();
+    EXPECT_EQ(terminate(), 0);
 }
 
 } // namespace
