@@ -1,7 +1,6 @@
 #include "VelquorApp/MainWindowView/LogsPage.h"
 
 #include "VelquorApp/AppViewModel/AppViewModel.h"
-#include "VelquorApp/MainWindowView/LineLimitedLabel.h"
 #include "VelquorApp/MainWindowView/PageHeader.h"
 #include "VelquorApp/MainWindowView/RoundedPanel.h"
 #include "VelquorApp/MainWindowView/SeparatorLine.h"
@@ -11,7 +10,6 @@
 #include <QDesktopServices>
 #include <QEvent>
 #include <QHBoxLayout>
-#include <QLabel>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QScrollBar>
@@ -28,7 +26,6 @@ namespace {
 
 const QString emptyPreview = QStringLiteral("暂无日志");
 constexpr qreal scrollHandleOpacity = 0.3;
-constexpr int maximumFeedbackLines = 2;
 
 QFont logFont() {
     auto font = Theme::monospacedFont(Theme::TextStyle::body);
@@ -88,25 +85,11 @@ LogsPage::LogsPage(AppViewModel& viewModel, QWidget* parent)
     // No confirmation: the log is a diagnostic aid, not data the user keeps.
     connect(m_clear, &QPushButton::clicked, this, [this] { m_viewModel.clearLogs(); });
 
-    m_feedbackSymbol = new QLabel(this);
-    m_feedback = new LineLimitedLabel(maximumFeedbackLines, this);
-    m_feedback->setObjectName(QStringLiteral("logsFeedback"));
-    m_feedback->setFont(Theme::font(Theme::TextStyle::callout));
-    Theme::setTextColor(*m_feedback, Theme::red());
-    m_feedbackSymbol->hide();
-    m_feedback->hide();
-
     auto* actions = new QHBoxLayout;
     for (auto* button : {m_copy, m_openFolder, m_refresh, m_clear}) {
         actions->addWidget(button, 0, Qt::AlignVCenter);
     }
-    auto* feedback = new QHBoxLayout;
-    feedback->setSpacing(4);
-    feedback->addWidget(m_feedbackSymbol, 0, Qt::AlignVCenter);
-    feedback->addWidget(m_feedback, 1, Qt::AlignVCenter);
-    actions->addSpacing(4);
-    actions->addLayout(feedback, 1);
-    actions->addStretch(0);
+    actions->addStretch(1);
 
     m_logPanel = new RoundedPanel(this);
     m_logArea = new QPlainTextEdit(m_logPanel);
@@ -146,14 +129,11 @@ QPushButton* LogsPage::makeButton(const QString& text, const QString& symbol) {
     return button;
 }
 
-// Without a file manager to start (no xdg-open on a bare desktop) the click would do nothing
-// at all; the path lets the user open the folder by other means.
+// The outcome is not shown: the file manager that opens the folder is the answer, and
+// xdg-utils comes with the application.
 void LogsPage::openFolder() {
     const auto folder = QString::fromStdString(m_viewModel.logsDirectoryURL().string());
-    const bool opened = QDesktopServices::openUrl(QUrl::fromLocalFile(folder));
-    m_feedback->setFullText(opened ? QString() : QStringLiteral("无法打开日志目录：") + folder);
-    m_feedbackSymbol->setVisible(!opened);
-    m_feedback->setVisible(!opened);
+    QDesktopServices::openUrl(QUrl::fromLocalFile(folder));
 }
 
 // The preview is published again after every check, mostly unchanged or with a few new lines;
@@ -240,8 +220,6 @@ void LogsPage::applyStyle() {
             .arg(handle.green())
             .arg(handle.blue())
             .arg(handle.alpha()));
-    SymbolIcon::setOn(*m_feedbackSymbol, QStringLiteral("exclamationmark.triangle.fill"),
-                      Theme::red(), Theme::symbolPixelSize(12));
     const auto symbolColor = colors.color(QPalette::Active, QPalette::ButtonText);
     const auto size = Theme::symbolPixelSize(13);
     for (auto* button : {m_copy, m_openFolder, m_refresh, m_clear}) {

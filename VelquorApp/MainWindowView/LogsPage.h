@@ -2,14 +2,12 @@
 
 #include <QWidget>
 
-class QLabel;
 class QPlainTextEdit;
 class QPushButton;
 
 namespace velquor {
 
 class AppViewModel;
-class LineLimitedLabel;
 class PageHeader;
 class RoundedPanel;
 
@@ -28,8 +26,6 @@ public:
     QPushButton& clearButton() const { return *m_clear; }
     QPlainTextEdit& logArea() const { return *m_logArea; }
     RoundedPanel& logPanel() const { return *m_logPanel; }
-    // Says why the log folder could not be shown; hidden while there is nothing to say.
-    LineLimitedLabel& feedback() const { return *m_feedback; }
 
     static constexpr int textInset = 14;
 
@@ -52,8 +48,6 @@ private:
     QPushButton* m_clear;
     RoundedPanel* m_logPanel;
     QPlainTextEdit* m_logArea;
-    QLabel* m_feedbackSymbol;
-    LineLimitedLabel* m_feedback;
 };
 
 } // namespace velquor

@@ -2,6 +2,7 @@
 
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
+#include <QGuiApplication>
 #include <QPointer>
 #include <QSystemTrayIcon>
 #include <QVariantMap>
@@ -25,7 +26,8 @@ void FreedesktopNotifier::notify(const DesktopNotification& notification) {
         return;
     }
     auto message = QDBusMessage::createMethodCall(service, path, service, QStringLiteral("Notify"));
-    // The desktop entry lets the shell show our icon and name and group our messages.
+    // The icon is the installed one that the desktop entry names; the entry lets the shell show
+    // our name and group our messages.
     const QVariantMap hints{{QStringLiteral("desktop-entry"), QStringLiteral("qarvex")}};
     message << QStringLiteral("Qarvex") << 0U << QStringLiteral("qarvex") << notification.title
             << notification.body << QStringList() << hints << defaultTimeout;
@@ -45,10 +47,9 @@ FreedesktopNotifier::Fallback FreedesktopNotifier::trayMessage(QSystemTrayIcon* 
         if (!tray) {
             return;
         }
-        const bool bad = notification.kind == DesktopNotification::Kind::warning ||
-                         notification.kind == DesktopNotification::Kind::startFailed;
-        tray->showMessage(notification.title, notification.body,
-                          bad ? QSystemTrayIcon::Warning : QSystemTrayIcon::Information);
+        // The application's own icon, as on the desktop's notifications; the title tells a
+        // warning from good news.
+        tray->showMessage(notification.title, notification.body, QGuiApplication::windowIcon());
     };
 }
 

@@ -24,8 +24,8 @@ public:
 
     void notify(const DesktopNotification& notification) override;
 
-    // The tray's balloon message, for desktops without a notification server. Does nothing once
-    // the tray icon is gone.
+    // The tray's balloon message with the application's icon, for desktops without a
+    // notification server. Does nothing once the tray icon is gone.
     static Fallback trayMessage(QSystemTrayIcon* tray);
 
 private:

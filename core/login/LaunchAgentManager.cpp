@@ -81,6 +81,12 @@ std::string xmlText(const std::string& value) {
     return result;
 }
 
+// Through a link, as the session reads the file: a link whose target is gone holds nothing.
+bool isMissing(const std::filesystem::path& path) {
+    std::error_code error;
+    return std::filesystem::status(path, error).type() == std::filesystem::file_type::not_found;
+}
+
 } // namespace
 
 LaunchAgentManager::LaunchAgentManager(std::filesystem::path launchAgentsDirectory,
@@ -90,11 +96,8 @@ LaunchAgentManager::LaunchAgentManager(std::filesystem::path launchAgentsDirecto
       m_label(std::move(label)), m_appURLProvider(std::move(appURLProvider)) {}
 
 bool LaunchAgentManager::isEnabled() const noexcept {
-    // Not exists(): a symbolic link whose target is gone still occupies the name.
     std::error_code error;
-    const auto type = std::filesystem::symlink_status(m_plistURL, error).type();
-    return type != std::filesystem::file_type::not_found &&
-           type != std::filesystem::file_type::none;
+    return std::filesystem::exists(std::filesystem::status(m_plistURL, error));
 }
 
 void LaunchAgentManager::setEnabled(bool enabled) {
@@ -122,6 +125,9 @@ void LaunchAgentManager::install() {
 }
 
 void LaunchAgentManager::uninstall() {
+    if (isMissing(m_plistURL)) {
+        return;
+    }
     std::error_code error;
     std::filesystem::remove(m_plistURL, error);
     if (error) {

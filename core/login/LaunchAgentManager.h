@@ -32,17 +32,20 @@ public:
         return m_label;
     }
 
-    // Whether anything is at plistURL(), whatever it holds: a file the user wrote by hand still
-    // starts something at login. False when that cannot be found out.
+    // Whether a file is at plistURL(), whatever it holds: a file the user wrote by hand still
+    // starts something at login. A link counts by what it leads to. False when that cannot be
+    // found out.
     bool isEnabled() const noexcept;
 
     void setEnabled(bool enabled);
 
     // Creates the folder when missing and replaces any earlier file in one step; on failure the
-    // earlier file stays as it was. Throws std::system_error.
+    // earlier file stays as it was. A link at the name is replaced, not written through.
+    // Throws std::system_error.
     void install();
 
-    // Nothing to remove is success. Throws std::system_error when the removal fails.
+    // Nothing to remove, a dangling link included, is success and leaves it. A link to a file
+    // is removed, not the file. Throws std::system_error when the removal fails.
     void uninstall();
 
     // Linux: ${XDG_CONFIG_HOME:-~/.config}/autostart; macOS: ~/Library/LaunchAgents. Creates

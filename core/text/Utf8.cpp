@@ -1,5 +1,6 @@
 #include "core/text/Utf8.h"
 
+#include <algorithm>
 #include <cstdint>
 
 namespace velquor {
@@ -8,12 +9,18 @@ namespace {
 
 constexpr std::string_view replacementCharacter = "\xEF\xBF\xBD";
 
-// Length of the well-formed UTF-8 sequence at the front of bytes, or 0 when it is not one.
-std::size_t sequenceLength(std::string_view bytes) {
+// How a sequence at the front of bytes reads: `fitting` bytes match its lead's pattern, and it
+// is well formed when they are all `length` of them.
+struct Sequence {
+    std::size_t length;
+    std::size_t fitting;
+};
+
+Sequence sequenceAtFront(std::string_view bytes) {
     const auto byte = [&](std::size_t i) { return static_cast<std::uint8_t>(bytes[i]); };
     const auto lead = byte(0);
     if (lead < 0x80) {
-        return 1;
+        return {1, 1};
     }
     std::size_t length = 0;
     std::uint8_t low = 0x80, high = 0xBF; // bounds of the second byte
@@ -28,28 +35,27 @@ std::size_t sequenceLength(std::string_view bytes) {
         low = lead == 0xF0 ? 0x90 : 0x80;
         high = lead == 0xF4 ? 0x8F : 0xBF; // nothing above U+10FFFF
     } else {
-        return 0;
+        return {1, 0};
     }
-    if (bytes.size() < length || byte(1) < low || byte(1) > high) {
-        return 0;
+    std::size_t fitting = 1;
+    while (fitting < length && fitting < bytes.size() && byte(fitting) >= low &&
+           byte(fitting) <= high) {
+        ++fitting;
+        low = 0x80;
+        high = 0xBF;
     }
-    for (std::size_t i = 2; i < length; ++i) {
-        if (byte(i) < 0x80 || byte(i) > 0xBF) {
-            return 0;
-        }
-    }
-    return length;
+    return {length, fitting};
 }
 
 } // namespace
 
 bool isValidUtf8(std::string_view bytes) {
     while (!bytes.empty()) {
-        const auto length = sequenceLength(bytes);
-        if (length == 0) {
+        const auto sequence = sequenceAtFront(bytes);
+        if (sequence.fitting < sequence.length) {
             return false;
         }
-        bytes.remove_prefix(length);
+        bytes.remove_prefix(sequence.length);
     }
     return true;
 }
@@ -58,14 +64,15 @@ std::string repairUtf8(std::string_view bytes) {
     std::string result;
     result.reserve(bytes.size());
     while (!bytes.empty()) {
-        const auto length = sequenceLength(bytes);
-        if (length == 0) {
+        // A sequence cut short is one mistake, however many of its bytes came.
+        const auto sequence = sequenceAtFront(bytes);
+        const auto taken = std::max<std::size_t>(sequence.fitting, 1);
+        if (sequence.fitting < sequence.length) {
             result += replacementCharacter;
-            bytes.remove_prefix(1);
         } else {
-            result += bytes.substr(0, length);
-            bytes.remove_prefix(length);
+            result += bytes.substr(0, taken);
         }
+        bytes.remove_prefix(taken);
     }
     return result;
 }

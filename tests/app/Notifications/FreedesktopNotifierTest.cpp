@@ -19,10 +19,10 @@ public:
     QStringList calls;
 
 public slots:
-    uint Notify(const QString& appName, uint, const QString&, const QString& summary,
+    uint Notify(const QString& appName, uint, const QString& appIcon, const QString& summary,
                 const QString& body, const QStringList&, const QVariantMap& hints, int) {
-        calls << QStringList{appName, summary, body, hints.value("desktop-entry").toString()}.join(
-            '|');
+        calls << QStringList{appName, appIcon, summary, body, hints["desktop-entry"].toString()}
+                     .join('|');
         return static_cast<uint>(calls.size());
     }
 };
@@ -91,8 +91,9 @@ TEST(FreedesktopNotifier, SendsTheNotificationToTheServerOnTheBusOrFallsBackWith
     ASSERT_TRUE(test::waitFor([&] { return server.calls.size() == 1; }));
     EXPECT_EQ(
         server.calls.front(),
-        QStringLiteral("Qarvex|Qarvex 连接异常|健康检查已连续失败 3 次（自 %1 起）：无法访问发现"
-                       "地址，正在使用缓存的目标 10.0.0.9:3260；目标 10.0.0.9:3260 无法连接|qarvex")
+        QStringLiteral(
+            "Qarvex|qarvex|Qarvex 连接异常|健康检查已连续失败 3 次（自 %1 起）：无法"
+            "访问发现地址，正在使用缓存的目标 10.0.0.9:3260；目标 10.0.0.9:3260 无法连接|qarvex")
             .arg(QDateTime::fromSecsSinceEpoch(0).toString(QStringLiteral("yyyy-MM-dd HH:mm:ss"))));
     EXPECT_EQ(fellBack.size(), 1U);
 }

@@ -191,14 +191,20 @@ TEST(LogPreviewFormatter, ShowsNewestFirstSkipsEmptyLinesAndSaysWhenItIsCut) {
     EXPECT_EQ(LogPreviewFormatter::displayText("a\nb\n", 2), "b\na") << "exactly at the limit";
 }
 
-// The log tail repairs a character cut at its start; here, one cut at the end.
-TEST(Utf8, RefusesOverlongSurrogateTruncatedAndOutOfRangeSequencesAndRepairsACutOne) {
+// Each maximal invalid subsequence becomes one U+FFFD: a character cut short is one, while a
+// byte that cannot begin or continue one is one on its own.
+TEST(Utf8, RefusesOverlongSurrogateTruncatedAndOutOfRangeSequencesAndRepairsEachOnce) {
     EXPECT_TRUE(isValidUtf8("ascii 日本 \xF0\x9F\x98\x80"));
-    for (const char* bad : {"\xC0\xAF", "\xE0\x80\xAF", "\xED\xA0\x80", "\xE6\x97",
-                            "\xF4\x90\x80\x80", "\xFF", "\x80"}) {
-        EXPECT_FALSE(isValidUtf8(bad)) << ::testing::PrintToString(std::string(bad));
+    for (const std::string_view row :
+         {"\xC0\xAF=\uFFFD\uFFFD", "\xE0\x80\xAF=\uFFFD\uFFFD\uFFFD",
+          "\xED\xA0\x80=\uFFFD\uFFFD\uFFFD", "x\xE6\x97=x\uFFFD",
+          "\xF4\x90\x80\x80=\uFFFD\uFFFD\uFFFD\uFFFD", "\xFF\x80=\uFFFD\uFFFD",
+          "\xF0\x9F\x98x\xF0\x9F=\uFFFDx\uFFFD",
+          "\xE6\x97\xE6\x97\xA5\xF1\x80\x80\xE6=\uFFFD日\uFFFD\uFFFD"}) { // bytes=repair
+        const auto bytes = row.substr(0, row.find('='));
+        EXPECT_FALSE(isValidUtf8(bytes)) << ::testing::PrintToString(bytes);
+        EXPECT_EQ(repairUtf8(bytes), row.substr(bytes.size() + 1));
     }
-    EXPECT_EQ(repairUtf8("x\xE6\x97"), "x\xEF\xBF\xBD\xEF\xBF\xBD");
 }
 
 } // namespace

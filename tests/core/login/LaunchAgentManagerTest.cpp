@@ -38,17 +38,12 @@ protected:
     }
 };
 
-TEST_F(LaunchAgentManagerTest, NamesItsFileAfterTheLabelAndTouchesNothingUntilAsked) {
-    const auto manager = makeManager(m_dir / "autostart");
-    EXPECT_EQ(manager.plistURL().filename(),
-              "com.dravenloe.velquor" + std::string(LaunchAgentManager::fileSuffix));
-    EXPECT_FALSE(manager.isEnabled());
-    EXPECT_FALSE(fs::exists(m_dir / "autostart"));
-    EXPECT_EQ(m_providerCalls, 0);
-}
-
+// The file is named after the label; nothing is touched or asked for until enabling.
 TEST_F(LaunchAgentManagerTest, EachInstallWritesThatCallsProgramAndUninstallRemovesIt) {
     auto manager = makeManager(m_dir / "home" / ".config" / "autostart");
+    EXPECT_EQ(manager.plistURL().filename(),
+              "com.dravenloe.velquor" + std::string(LaunchAgentManager::fileSuffix));
+    EXPECT_FALSE(manager.isEnabled() || fs::exists(m_dir / "home") || m_providerCalls > 0);
     manager.setEnabled(true);
     EXPECT_TRUE(manager.isEnabled());
     EXPECT_NE(readFile(manager.plistURL()).find(m_program), std::string::npos);
@@ -64,17 +59,22 @@ TEST_F(LaunchAgentManagerTest, EachInstallWritesThatCallsProgramAndUninstallRemo
     EXPECT_EQ(entriesIn(manager.plistURL().parent_path()), 0);
 }
 
-TEST_F(LaunchAgentManagerTest, AnythingAtTheNameCountsAsEnabledAndIsRemoved) {
+// A link that leads nowhere holds nothing: enabling replaces it instead of writing through.
+TEST_F(LaunchAgentManagerTest, AFileAtTheNameCountsAsEnabledAlsoThroughALinkButADanglingLinkNot) {
     auto manager = makeManager(m_dir.path());
-    writeFile(manager.plistURL(), "written by hand\n");
+    writeFile(m_dir / "by hand", "written by hand\n");
+    fs::create_symlink(m_dir / "by hand", manager.plistURL());
     EXPECT_TRUE(manager.isEnabled());
     manager.uninstall();
-    EXPECT_FALSE(manager.isEnabled());
+    EXPECT_EQ(readFile(m_dir / "by hand"), "written by hand\n");
 
     fs::create_symlink(m_dir / "gone", manager.plistURL());
-    EXPECT_TRUE(manager.isEnabled()) << "a dangling link still occupies the name";
-    manager.uninstall();
-    EXPECT_FALSE(fs::is_symlink(manager.plistURL()));
+    EXPECT_FALSE(manager.isEnabled());
+    manager.setEnabled(false);
+    EXPECT_TRUE(fs::is_symlink(manager.plistURL())) << "nothing to remove";
+    manager.setEnabled(true);
+    EXPECT_TRUE(manager.isEnabled() && !fs::is_symlink(manager.plistURL()) &&
+                !fs::exists(m_dir / "gone"));
 }
 
 TEST_F(LaunchAgentManagerTest, FailedInstallsThrowAndLeaveTheEarlierStateAsItWas) {
