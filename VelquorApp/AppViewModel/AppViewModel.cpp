@@ -1,6 +1,7 @@
 #include "VelquorApp/AppViewModel/AppViewModel.h"
 
 #include "core/logging/LogPreviewFormatter.h"
+#include "core/service/CheckInterval.h"
 #include "core/text/Whitespace.h"
 
 #include <QClipboard>
@@ -40,8 +41,10 @@ AppViewModel::AppViewModel(std::shared_ptr<ServiceController> controller,
       m_autoStartStatusText(QStringLiteral("开机启动状态未检查")), m_notices(std::move(notifier)),
       m_earlyChecks([this] { return healthCheckInterval(); }) {
     m_socatExecutableText = QString::fromStdString(m_environment.socatExecutable.string());
+    m_healthTimer.setObjectName(QStringLiteral("healthTimer"));
     m_healthTimer.setSingleShot(true);
-    m_healthTimer.setTimerType(Qt::CoarseTimer);
+    // A coarse timer may fire up to 5 % early, before the interval the user set.
+    m_healthTimer.setTimerType(Qt::PreciseTimer);
     connect(&m_healthTimer, &QTimer::timeout, this, [this] { runHealthCheckCycle(); });
     connect(&m_earlyChecks, &EarlyChecks::checkWanted, this, &AppViewModel::checkEarly);
     connect(&m_earlyChecks, &EarlyChecks::noteWanted, this, &AppViewModel::noteInLog);
@@ -103,8 +106,8 @@ QString AppViewModel::forwarderExecutableText() const {
     return m_socatExecutableText.isEmpty() ? QStringLiteral("未检测") : QStringLiteral("已内置");
 }
 
-std::chrono::seconds AppViewModel::healthCheckInterval() const {
-    return std::max(std::chrono::seconds(m_config.checkIntervalSeconds), minimumCheckInterval);
+std::chrono::milliseconds AppViewModel::healthCheckInterval() const {
+    return CheckInterval::waitFor(m_config.checkIntervalSeconds);
 }
 
 // --- snapshots ---
@@ -375,8 +378,7 @@ void AppViewModel::stopHealthMonitor() {
 
 void AppViewModel::armHealthMonitor() {
     // Read afresh before every wait, so a changed interval applies from the next one.
-    m_healthTimer.start(
-        std::chrono::duration_cast<std::chrono::milliseconds>(healthCheckInterval()));
+    m_healthTimer.start(healthCheckInterval());
 }
 
 QCoro::Task<> AppViewModel::runHealthCheckCycle() {
@@ -385,7 +387,7 @@ QCoro::Task<> AppViewModel::runHealthCheckCycle() {
     }
     QPointer self(this);
     m_checkRunning = true;
-    m_earlyChecks.dropExitWatch(); // the check itself may move the forwarder to a new target
+    m_earlyChecks.mayStartForwarder(); // the check may restart the forwarder or move it
     const auto checked = m_worker.run([](ServiceController& c) { return c.healthCheck(); });
     const auto snapshot = co_await checked;
     if (!self) {
@@ -430,7 +432,7 @@ QCoro::Task<> AppViewModel::runCommand(ServiceSnapshot (ServiceController::*oper
         co_return;
     }
     if (mayRun) {
-        m_earlyChecks.dropExitWatch(); // an exit we cause is no reason for an early check
+        m_earlyChecks.mayStartForwarder(); // an exit we cause is no reason for an early check
         if (operation != &ServiceController::checkNow) {
             m_earlyChecks.resetBackoff();
         }

@@ -63,8 +63,9 @@ public:
 
     const std::filesystem::path& logsDirectoryURL() const { return m_environment.logsDirectory; }
     QString forwarderExecutableText() const;
-    // How long the health monitor waits before its next check: the form's interval, at least 5 s.
-    std::chrono::seconds healthCheckInterval() const;
+    // How long the health monitor waits before its next check: the form's interval, at least 5 s
+    // and at most the longest wait a timer holds.
+    std::chrono::milliseconds healthCheckInterval() const;
     bool isHealthMonitorRunning() const { return m_monitorActive; }
 
     // --- settings ---
@@ -92,7 +93,6 @@ public:
     static std::optional<std::int64_t> validListenPort(const QString& text);
 
     static constexpr std::int64_t logPreviewLines = 500;
-    static constexpr std::chrono::seconds minimumCheckInterval{5};
 
 signals:
     void selectedSectionChanged();
@@ -170,7 +170,7 @@ private:
 
     bool m_isEditingSettings = false;
     ForwarderConfig m_persistedConfig = ForwarderConfig::defaults();
-    QTimer m_healthTimer;
+    QTimer m_healthTimer{this};
     bool m_monitorActive = false;
     bool m_checkRunning = false;
     // An early check asked for while a check was running: due this long after it ends.

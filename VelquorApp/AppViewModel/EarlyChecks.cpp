@@ -9,16 +9,14 @@ namespace velquor {
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
 QString qt(const std::string& text) {
     return QString::fromStdString(text);
 }
 
 } // namespace
 
-EarlyChecks::EarlyChecks(Interval checkInterval, QObject* parent)
-    : QObject(parent), m_checkInterval(std::move(checkInterval)) {
+EarlyChecks::EarlyChecks(Interval checkInterval, Now now, QObject* parent)
+    : QObject(parent), m_checkInterval(std::move(checkInterval)), m_now(std::move(now)) {
     m_scheduleTimer.setSingleShot(true);
     connect(&m_scheduleTimer, &QTimer::timeout, this, &EarlyChecks::runScheduled);
 }
@@ -66,27 +64,28 @@ void EarlyChecks::follow(const ServiceSnapshot& snapshot) {
         const bool vanished =
             snapshot.status == ServiceStatus::running &&
             snapshot.socatRuntimeStatus.kind == SocatRuntimeStatus::Kind::notListening;
-        if (vanished && !m_vanishReported && !m_exitWatch) {
-            m_vanishReported = true;
-            reportExit(m_followedProcess.value_or(0));
+        if (!vanished) {
+            m_goneCounted = false;
+        } else if (!m_goneCounted && !m_exitWatch) {
+            forwarderVanished();
         }
         return;
     }
-    m_vanishReported = false;
     const auto process = *snapshot.processIdentifier;
     if (process == m_exitedProcess ||
         (m_exitWatch && m_exitWatch->processIdentifier() == process)) {
         return;
     }
+    m_goneCounted = false;
     m_exitedProcess.reset();
+    m_followedProcess = process;
     dropExitWatch();
     try {
         m_exitWatch.emplace(process);
     } catch (const std::system_error&) {
         return; // gone already: the next check finds out
     }
-    m_followedProcess = process;
-    m_backoff.started(process, Clock::now());
+    m_backoff.started(process, m_now());
     m_exitNotifier =
         std::make_unique<QSocketNotifier>(m_exitWatch->descriptor(), QSocketNotifier::Read);
     connect(m_exitNotifier.get(), &QSocketNotifier::activated, this, &EarlyChecks::forwarderExited);
@@ -95,6 +94,11 @@ void EarlyChecks::follow(const ServiceSnapshot& snapshot) {
 void EarlyChecks::dropExitWatch() {
     m_exitNotifier.reset();
     m_exitWatch.reset();
+}
+
+void EarlyChecks::mayStartForwarder() {
+    dropExitWatch();
+    m_goneCounted = false;
 }
 
 void EarlyChecks::forwarderExited() {
@@ -107,8 +111,18 @@ void EarlyChecks::forwarderExited() {
     reportExit(process);
 }
 
+void EarlyChecks::forwarderVanished() {
+    // The one we followed, unless its exit was counted: then one started since, never seen.
+    if (!m_followedProcess) {
+        m_followedProcess = --m_lastUnseen;
+    }
+    reportExit(*m_followedProcess);
+}
+
 void EarlyChecks::reportExit(std::int32_t process) {
-    const auto decision = m_backoff.exited(process, Clock::now(), m_checkInterval());
+    m_followedProcess.reset();
+    m_goneCounted = true;
+    const auto decision = m_backoff.exited(process, m_now(), m_checkInterval());
     if (!decision) {
         return;
     }
@@ -121,7 +135,7 @@ void EarlyChecks::reportExit(std::int32_t process) {
 // --- resume and network changes ---
 
 void EarlyChecks::systemChanged(bool resumed, bool networkChanged) {
-    const auto now = Clock::now();
+    const auto now = m_now();
     if (resumed) {
         m_schedule.resumed(now);
     }
@@ -137,12 +151,13 @@ void EarlyChecks::armSchedule() {
         m_scheduleTimer.stop();
         return;
     }
-    const auto wait = std::chrono::duration_cast<std::chrono::milliseconds>(*due - Clock::now());
+    // Rounded up: a wait cut short finds nothing due and would re-arm at once.
+    const auto wait = std::chrono::ceil<std::chrono::milliseconds>(*due - m_now());
     m_scheduleTimer.start(std::max(wait, std::chrono::milliseconds(0)));
 }
 
 void EarlyChecks::runScheduled() {
-    if (const auto line = m_schedule.takeDue(Clock::now())) {
+    if (const auto line = m_schedule.takeDue(m_now())) {
         emit noteWanted(qt(*line));
         emit checkWanted(std::chrono::milliseconds(0));
     }
@@ -150,7 +165,7 @@ void EarlyChecks::runScheduled() {
 }
 
 void EarlyChecks::checkFinished(const ServiceSnapshot& snapshot) {
-    m_schedule.checkFinished(!snapshot.lastError.has_value(), Clock::now());
+    m_schedule.checkFinished(!snapshot.lastError.has_value(), m_now());
     armSchedule();
 }
 

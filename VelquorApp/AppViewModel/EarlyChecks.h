@@ -29,9 +29,12 @@ class EarlyChecks : public QObject {
     Q_OBJECT
 
 public:
-    using Interval = std::function<std::chrono::seconds()>;
+    using Clock = std::chrono::steady_clock;
+    // The wait between periodic checks, already clamped to what a timer holds.
+    using Interval = std::function<std::chrono::milliseconds()>;
+    using Now = std::function<Clock::time_point()>;
 
-    explicit EarlyChecks(Interval checkInterval, QObject* parent = nullptr);
+    explicit EarlyChecks(Interval checkInterval, Now now = Clock::now, QObject* parent = nullptr);
     ~EarlyChecks() override;
 
     // Opens the resume and network watches; a line for the log tells when one is unavailable.
@@ -42,6 +45,9 @@ public:
     void follow(const ServiceSnapshot& snapshot);
     // Before a command of ours that may end the forwarder: its exit is then no surprise.
     void dropExitWatch();
+    // Before a command that may also start one (a check, a start): a forwarder found gone after
+    // it is that new one, whose exit counts on its own although we never saw it run.
+    void mayStartForwarder();
     // A user's start or stop: earlier exits no longer count towards the back-off.
     void resetBackoff() { m_backoff.reset(); }
     // After each health check: an early one that could not reach discovery is tried once more.
@@ -53,6 +59,8 @@ signals:
 
 private:
     void forwarderExited();
+    // A snapshot still says running while nothing listens.
+    void forwarderVanished();
     // Back-off, its line, then the check: for an exit seen by the watch or by a snapshot.
     void reportExit(std::int32_t process);
     void systemChanged(bool resumed, bool networkChanged);
@@ -60,13 +68,18 @@ private:
     void runScheduled();
 
     Interval m_checkInterval;
+    Now m_now;
     RestartBackoff m_backoff;
     std::optional<ProcessExitWatch> m_exitWatch;
     std::unique_ptr<QSocketNotifier> m_exitNotifier;
+    // Its exit was counted; a snapshot taken before it ended may still show it.
     std::optional<std::int32_t> m_exitedProcess;
+    // The forwarder last seen running, until its exit is counted.
     std::optional<std::int32_t> m_followedProcess;
-    // A snapshot already showed the forwarder gone before any watch could see it.
-    bool m_vanishReported = false;
+    // The forwarder being gone is counted already: only one started since counts again.
+    bool m_goneCounted = false;
+    // Keys for forwarders that ended before we saw their pid; no process has one.
+    std::int32_t m_lastUnseen = 0;
 
     EarlyCheckSchedule m_schedule;
     QTimer m_scheduleTimer;

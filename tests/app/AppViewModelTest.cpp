@@ -1,5 +1,6 @@
 #include "VelquorApp/AppViewModel/AppViewModel.h"
 
+#include "core/service/CheckInterval.h"
 #include "tests/app/AppHarness.h"
 
 #include <QRegularExpression>
@@ -122,21 +123,28 @@ TEST_F(AppViewModelTest, AStartSavesOnlyAChangedDraftAndASaveWhileRunningRestart
         waitFor([&] { return model.logPreview().contains(QStringLiteral("Check result")); }));
 }
 
-TEST_F(AppViewModelTest, AHealthCheckRunsOneIntervalAfterLoadingButAtLeastFiveSeconds) {
+TEST_F(AppViewModelTest, AHealthCheckWaitsTheIntervalAtLeastFiveSecondsAtMostATimersLongest) {
     m_harness.writeConfig([](auto& c) { c.checkIntervalSeconds = 1; });
     auto& model = m_harness.start();
     const auto loadedAt = std::chrono::steady_clock::now();
-    EXPECT_EQ(model.healthCheckInterval(), 5s);
     ASSERT_TRUE(waitFor([&] { return model.logPreview().contains(QStringLiteral("Health check")); },
                         30000));
     EXPECT_GE(std::chrono::steady_clock::now() - loadedAt, 4500ms) << "the floor is 5 s";
     EXPECT_TRUE(QRegularExpression(QStringLiteral("^\\d\\d:\\d\\d:\\d\\d$"))
                     .match(model.lastCheckText())
                     .hasMatch());
-    for (const auto& [seconds, interval] :
-         {std::pair(-10, 5s), std::pair(0, 5s), std::pair(7, 7s)}) {
-        model.setCheckIntervalSeconds(seconds);
-        EXPECT_EQ(model.healthCheckInterval(), interval) << seconds;
+    // Too large for an int of milliseconds, it once made a check every 0.7 s or none at all.
+    constexpr auto longest = CheckInterval::longest;
+    using Row = std::pair<std::int64_t, std::chrono::milliseconds>;
+    for (const auto& [seconds, wait] :
+         {Row(-10, 5s), Row(6, 6s), Row(2'147'482, 2'147'482s), Row(2'147'483, longest),
+          Row(2'147'484, longest), Row(4'294'968, longest), Row(10'000'000'000, longest),
+          Row(INT64_MAX, longest)}) {
+        m_harness.writeConfig([&](auto& c) { c.checkIntervalSeconds = seconds; });
+        const auto* timer = m_harness.start().findChild<QTimer*>(QStringLiteral("healthTimer"));
+        EXPECT_TRUE(timer->isActive()) << seconds;
+        EXPECT_EQ(timer->intervalAsDuration(), wait) << seconds;
+        EXPECT_EQ(timer->timerType(), Qt::PreciseTimer) << "a coarse one may fire 5 % early";
     }
 }
 

@@ -34,6 +34,11 @@ ServiceSnapshot TransientStatusController::edited(ServiceSnapshot snapshot) {
         snapshot.processIdentifier = m_process;
         snapshot.socatRuntimeStatus = SocatRuntimeStatus::trackedSocat(*m_process);
     }
+    if (m_vanished) {
+        snapshot.status = ServiceStatus::running;
+        snapshot.processIdentifier.reset();
+        snapshot.socatRuntimeStatus = SocatRuntimeStatus::notListening();
+    }
     return snapshot;
 }
 

@@ -19,6 +19,8 @@ public:
     // nullopt reports the real status again.
     void reportStatus(std::optional<ServiceStatus> status);
     void report(std::optional<HealthWarning> warning, std::optional<std::int32_t> process);
+    // Every snapshot says running while nothing listens, as when each forwarder ends at once.
+    void reportVanished() { m_vanished = true; }
     int healthChecks() const { return m_healthChecks; }
 
     ServiceSnapshot load(bool startIfConfigured) override {
@@ -42,6 +44,7 @@ private:
     std::optional<HealthTrend::Change> m_change;
     std::optional<std::int32_t> m_process;
     std::atomic<int> m_healthChecks{0};
+    std::atomic<bool> m_vanished{false};
 };
 
 // Brings the view model to a status; failed: another program holds the listen port; the states
