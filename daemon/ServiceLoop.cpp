@@ -109,6 +109,7 @@ public:
     SteadyClock::time_point exited(ServiceController& controller, SteadyClock::time_point now,
                                    std::chrono::milliseconds interval) {
         const auto pid = m_watch->processIdentifier();
+        const auto exitLine = m_watch->exitLine();
         m_watch.reset();
         m_exitSeen = pid;
         const auto decision = m_backoff.exited(pid, now, interval);
@@ -116,8 +117,7 @@ public:
             return SteadyClock::time_point::max();
         }
         if (decision->delay == decision->delay.zero()) {
-            controller.note("Health check early: forwarder exited [PID=" + std::to_string(pid) +
-                            "]");
+            controller.note(exitLine);
         }
         if (decision->logLine) {
             controller.note(*decision->logLine);

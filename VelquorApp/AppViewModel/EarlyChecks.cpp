@@ -103,12 +103,13 @@ void EarlyChecks::mayStartForwarder() {
 
 void EarlyChecks::forwarderExited() {
     const auto process = m_exitWatch->processIdentifier();
+    const auto exitLine = m_exitWatch->exitLine();
     m_exitedProcess = process;
     // Deleted later: this runs inside the notifier's own signal.
     m_exitNotifier->setEnabled(false);
     m_exitNotifier.release()->deleteLater();
     m_exitWatch.reset();
-    reportExit(process);
+    reportExit(process, exitLine);
 }
 
 void EarlyChecks::forwarderVanished() {
@@ -119,12 +120,15 @@ void EarlyChecks::forwarderVanished() {
     reportExit(*m_followedProcess);
 }
 
-void EarlyChecks::reportExit(std::int32_t process) {
+void EarlyChecks::reportExit(std::int32_t process, const std::string& exitLine) {
     m_followedProcess.reset();
     m_goneCounted = true;
     const auto decision = m_backoff.exited(process, m_now(), m_checkInterval());
     if (!decision) {
         return;
+    }
+    if (decision->delay == decision->delay.zero() && !exitLine.empty()) {
+        emit noteWanted(qt(exitLine));
     }
     if (decision->logLine) {
         emit noteWanted(qt(*decision->logLine));

@@ -62,7 +62,8 @@ private:
     // A snapshot still says running while nothing listens.
     void forwarderVanished();
     // Back-off, its line, then the check: for an exit seen by the watch or by a snapshot.
-    void reportExit(std::int32_t process);
+    // The exit line, when the watch saw the exit, goes first, as qarvexd logs it.
+    void reportExit(std::int32_t process, const std::string& exitLine = {});
     void systemChanged(bool resumed, bool networkChanged);
     void armSchedule();
     void runScheduled();

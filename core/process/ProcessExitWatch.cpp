@@ -1,9 +1,11 @@
 #include "core/process/ProcessExitWatch.h"
 
 #include <cerrno>
+#include <cstring>
 #include <poll.h>
 #include <string>
 #include <sys/syscall.h>
+#include <sys/wait.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -28,6 +30,23 @@ bool ProcessExitWatch::hasExited() const {
         }
     }
     return (entry.revents & POLLIN) != 0;
+}
+
+std::string ProcessExitWatch::exitLine() const {
+    std::string line =
+        "Health check early: forwarder exited [PID=" + std::to_string(m_processIdentifier) + "]";
+    siginfo_t info{};
+    // WNOWAIT leaves the zombie to its owner, whose reaping (and the pid) stays as it was.
+    if (::waitid(P_PID, static_cast<id_t>(m_processIdentifier), &info,
+                 WEXITED | WNOHANG | WNOWAIT) != 0 ||
+        info.si_pid != m_processIdentifier) {
+        return line;
+    }
+    if (info.si_code == CLD_EXITED) {
+        return line + " with status " + std::to_string(info.si_status);
+    }
+    const char* name = ::sigabbrev_np(info.si_status);
+    return line + " by signal " + (name ? std::string(name) : std::to_string(info.si_status));
 }
 
 } // namespace velquor

@@ -3,6 +3,7 @@
 #include "core/files/FileDescriptor.h"
 
 #include <cstdint>
+#include <string>
 
 namespace velquor {
 
@@ -21,6 +22,12 @@ public:
 
     // Without waiting; a child that exited but was not reaped yet counts as exited.
     bool hasExited() const;
+
+    // The line that announces the early check after the exit, naming how the child ended when
+    // it can still be told (it is read without reaping, so only before its owner reaps it):
+    // "Health check early: forwarder exited [PID=4242] with status 1", "… by signal KILL", or
+    // without either for a process that is not our child.
+    std::string exitLine() const;
 
 private:
     std::int32_t m_processIdentifier;

@@ -312,6 +312,9 @@ TEST_F(VelquorAppTest, TheExitOfOurForwarderRunsTheHealthCheckAtOnceAndThenBacks
           "4 times in a row; next check in 5 s"}) {
         ASSERT_TRUE(waitFor([&] { return logged(step); }, 15000)) << step;
     }
+    EXPECT_NE(m_harness.logText().find("Health check early: forwarder exited [PID=" +
+                                       std::to_string(forwarder.processId()) + "]"),
+              std::string::npos);
     EXPECT_EQ(m_controller->healthChecks(), 3) << "one check after each exit";
     EXPECT_FALSE(waitFor([&] { return m_controller->healthChecks() > 3; }, 3000))
         << "the back-off said 5 s";

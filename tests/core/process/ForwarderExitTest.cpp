@@ -19,22 +19,31 @@ bool readableWithin(int descriptor, int milliseconds) {
     return ::poll(&entry, 1, milliseconds) == 1 && (entry.revents & POLLIN) != 0;
 }
 
-TEST(ProcessExitWatch, BecomesReadableWhenTheChildIsKilledAndNotBefore) {
+TEST(ProcessExitWatch, BecomesReadableWhenTheChildEndsAndNamesHowWithoutReapingIt) {
     ProcessSpawner spawner;
-    const auto pid = spawner.spawn("/bin/sleep", {"60"});
+    const auto line = [](std::int32_t pid) {
+        return "Health check early: forwarder exited [PID=" + std::to_string(pid) + "]";
+    };
+    const auto killed = spawner.spawn("/bin/sleep", {"60"});
+    const auto failed = spawner.spawn("/bin/sh", {"-c", "exit 3"});
     {
-        const ProcessExitWatch watch(pid);
+        const ProcessExitWatch watch(killed);
         EXPECT_FALSE(watch.hasExited());
         EXPECT_FALSE(readableWithin(watch.descriptor(), 0));
-        ASSERT_EQ(::kill(pid, SIGKILL), 0);
+        ASSERT_EQ(::kill(killed, SIGKILL), 0);
         // Generous: the wait ends as soon as the child is gone.
         EXPECT_TRUE(readableWithin(watch.descriptor(), 10000));
         EXPECT_TRUE(watch.hasExited());
+        EXPECT_EQ(watch.exitLine(), line(killed) + " by signal KILL");
+        const ProcessExitWatch exited(failed);
+        EXPECT_TRUE(readableWithin(exited.descriptor(), 10000));
+        EXPECT_EQ(exited.exitLine(), line(failed) + " with status 3");
     }
     // Still ours to reap: the watch took nothing away from the owner.
     int status = 0;
-    ASSERT_EQ(::waitpid(pid, &status, 0), pid);
+    ASSERT_EQ(::waitpid(killed, &status, 0), killed);
     EXPECT_TRUE(WIFSIGNALED(status));
+    ASSERT_EQ(::waitpid(failed, &status, 0), failed);
 }
 
 TEST(ProcessExitWatch, RefusesAProcessThatDoesNotExist) {
