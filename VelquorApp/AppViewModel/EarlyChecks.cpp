@@ -117,7 +117,8 @@ void EarlyChecks::forwarderVanished() {
     if (!m_followedProcess) {
         m_followedProcess = --m_lastUnseen;
     }
-    reportExit(*m_followedProcess);
+    const auto process = *m_followedProcess;
+    reportExit(process, process > 0 ? ProcessExitWatch::exitLine(process) : std::string());
 }
 
 void EarlyChecks::reportExit(std::int32_t process, const std::string& exitLine) {

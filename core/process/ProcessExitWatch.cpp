@@ -32,9 +32,12 @@ bool ProcessExitWatch::hasExited() const {
     return (entry.revents & POLLIN) != 0;
 }
 
+std::string ProcessExitWatch::exitLine(std::int32_t processIdentifier) {
+    return "Health check early: forwarder exited [PID=" + std::to_string(processIdentifier) + "]";
+}
+
 std::string ProcessExitWatch::exitLine() const {
-    std::string line =
-        "Health check early: forwarder exited [PID=" + std::to_string(m_processIdentifier) + "]";
+    const auto line = exitLine(m_processIdentifier);
     siginfo_t info{};
     // WNOWAIT leaves the zombie to its owner, whose reaping (and the pid) stays as it was.
     if (::waitid(P_PID, static_cast<id_t>(m_processIdentifier), &info,

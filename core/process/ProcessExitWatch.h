@@ -28,6 +28,8 @@ public:
     // "Health check early: forwarder exited [PID=4242] with status 1", "… by signal KILL", or
     // without either for a process that is not our child.
     std::string exitLine() const;
+    // The same line for a forwarder whose exit was seen some other way, with nothing to tell.
+    static std::string exitLine(std::int32_t processIdentifier);
 
 private:
     std::int32_t m_processIdentifier;

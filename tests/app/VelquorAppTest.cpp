@@ -300,7 +300,8 @@ TEST_F(VelquorAppTest, TheExitOfOurForwarderRunsTheHealthCheckAtOnceAndThenBacks
     QProcess forwarder;
     forwarder.start(QStringLiteral("/bin/sleep"), {QStringLiteral("600")});
     ASSERT_TRUE(forwarder.waitForStarted());
-    m_controller->report(std::nullopt, static_cast<std::int32_t>(forwarder.processId()));
+    const auto pid = static_cast<std::int32_t>(forwarder.processId());
+    m_controller->report(std::nullopt, pid);
     open();
     m_controller->reportVanished();
     forwarder.kill();
@@ -312,8 +313,8 @@ TEST_F(VelquorAppTest, TheExitOfOurForwarderRunsTheHealthCheckAtOnceAndThenBacks
           "4 times in a row; next check in 5 s"}) {
         ASSERT_TRUE(waitFor([&] { return logged(step); }, 15000)) << step;
     }
-    EXPECT_NE(m_harness.logText().find("Health check early: forwarder exited [PID=" +
-                                       std::to_string(forwarder.processId()) + "]"),
+    EXPECT_NE(m_harness.logText().find(
+                  "Health check early: forwarder exited [PID=" + std::to_string(pid) + "]"),
               std::string::npos);
     EXPECT_EQ(m_controller->healthChecks(), 3) << "one check after each exit";
     EXPECT_FALSE(waitFor([&] { return m_controller->healthChecks() > 3; }, 3000))
