@@ -25,6 +25,25 @@ QString qt(const std::string& text) {
 
 const QString noneText = QStringLiteral("无");
 
+ForwarderConfig rebased(ForwarderConfig draft, const ForwarderConfig& previous,
+                        const ForwarderConfig& inUse) {
+    const auto follow = [&](auto... fields) {
+        ((draft.*fields == previous.*fields ? void(draft.*fields = inUse.*fields) : void()), ...);
+    };
+    using C = ForwarderConfig;
+    follow(&C::listenHost, &C::listenPort, &C::discoveryURL, &C::checkIntervalSeconds,
+           &C::failureThreshold, &C::autoStart, &C::logRetentionDays, &C::target,
+           &C::recentListenPorts, &C::desktopNotifications);
+    return draft;
+}
+
+// What the settings form shows of a configuration: not what the controller keeps by itself.
+ForwarderConfig formOf(ForwarderConfig config) {
+    config.target.reset();
+    config.recentListenPorts.clear();
+    return config;
+}
+
 } // namespace
 
 AppViewModel::AppViewModel(std::shared_ptr<ServiceController> controller,
@@ -120,10 +139,13 @@ void AppViewModel::apply(const ServiceSnapshot& snapshot, HealthNotices::Cause c
                                    : QString(),
             &AppViewModel::healthWarningTextChanged);
     publish(m_serviceStatus, snapshot.status, &AppViewModel::serviceStatusChanged);
-    m_persistedConfig = snapshot.config;
+    const auto previous = m_persistedConfig;
+    publish(m_persistedConfig, snapshot.config, &AppViewModel::configInUseChanged);
     if (!m_isEditingSettings) {
         publish(m_config, snapshot.config, &AppViewModel::configChanged);
         setDraftTexts(snapshot.config);
+    } else {
+        rebaseDraft(previous);
     }
     publish(m_currentTarget, snapshot.currentTarget, &AppViewModel::currentTargetChanged);
     publish(m_lastErrorText, snapshot.lastError ? qt(*snapshot.lastError) : noneText,
@@ -139,6 +161,30 @@ void AppViewModel::apply(const ServiceSnapshot& snapshot, HealthNotices::Cause c
         publish(m_lastCheckText,
                 QDateTime::fromSecsSinceEpoch(seconds.count()).toString(QStringLiteral("HH:mm:ss")),
                 &AppViewModel::lastCheckTextChanged);
+    }
+}
+
+// A hand edit of the file, once loaded, must not be undone by saving a draft begun before it:
+// what the user left as it was takes the new value, what the user changed stays, so a save
+// writes only the user's changes. The target and the port history the controller keeps follow
+// the same way.
+void AppViewModel::rebaseDraft(const ForwarderConfig& previous) {
+    const auto& inUse = m_persistedConfig;
+    if (previous == inUse) {
+        return;
+    }
+    publish(m_config, rebased(m_config, previous, inUse), &AppViewModel::configChanged);
+    if (validListenPort(m_listenPortText) == previous.listenPort) {
+        publish(m_listenPortText, QString::number(inUse.listenPort),
+                &AppViewModel::listenPortTextChanged);
+    }
+    if (draftDiscoveryURL() == previous.discoveryURL) {
+        publish(m_discoveryURLText, qt(inUse.discoveryURL.text),
+                &AppViewModel::discoveryURLTextChanged);
+    }
+    if (formOf(previous) != formOf(inUse) && makeConfigFromDraftWithoutFeedback() != inUse) {
+        setSettingsFeedback(QStringLiteral("配置文件已在外部修改，未改动的设置已随之更新。"),
+                            false);
     }
 }
 
@@ -197,8 +243,12 @@ std::optional<std::int64_t> AppViewModel::validListenPort(const QString& text) {
     return value;
 }
 
+std::optional<Url> AppViewModel::draftDiscoveryURL() const {
+    return validDiscoveryURL(qt(trimWhitespace(m_discoveryURLText.toStdString())));
+}
+
 std::optional<ForwarderConfig> AppViewModel::makeConfigFromDraftWithoutFeedback() const {
-    const auto url = validDiscoveryURL(qt(trimWhitespace(m_discoveryURLText.toStdString())));
+    const auto url = draftDiscoveryURL();
     const auto port = validListenPort(m_listenPortText);
     if (!url || !port) {
         return std::nullopt;
@@ -210,7 +260,7 @@ std::optional<ForwarderConfig> AppViewModel::makeConfigFromDraftWithoutFeedback(
 }
 
 std::optional<ForwarderConfig> AppViewModel::makeConfigFromDraft() {
-    if (!validDiscoveryURL(qt(trimWhitespace(m_discoveryURLText.toStdString())))) {
+    if (!draftDiscoveryURL()) {
         setSettingsFeedback(
             QStringLiteral("动态地址接口无效，请输入 http:// 或 https:// 开头的完整地址。"), true);
         return std::nullopt;

@@ -37,6 +37,9 @@ public:
     void setSelectedSection(AppSection section);
     ServiceStatus serviceStatus() const { return m_serviceStatus; }
     const ForwarderConfig& config() const { return m_config; }
+    // The configuration of the last snapshot: what the controller works with, whatever the
+    // settings form holds. Views that show where forwarding listens read this one.
+    const ForwarderConfig& configInUse() const { return m_persistedConfig; }
     const std::optional<TargetEndpoint>& currentTarget() const { return m_currentTarget; }
     const QString& lastCheckText() const { return m_lastCheckText; }
     const QString& lastErrorText() const { return m_lastErrorText; }
@@ -98,6 +101,7 @@ signals:
     void selectedSectionChanged();
     void serviceStatusChanged();
     void configChanged();
+    void configInUseChanged();
     void currentTargetChanged();
     void lastCheckTextChanged();
     void lastErrorTextChanged();
@@ -127,7 +131,10 @@ private:
 
     void apply(const ServiceSnapshot& snapshot,
                HealthNotices::Cause cause = HealthNotices::Cause::other);
+    // The configuration in use changed under an edited form, from `previous`.
+    void rebaseDraft(const ForwarderConfig& previous);
     void syncAutoStartStatus();
+    std::optional<Url> draftDiscoveryURL() const;
     std::optional<ForwarderConfig> makeConfigFromDraft();
     std::optional<ForwarderConfig> makeConfigFromDraftWithoutFeedback() const;
     QCoro::Task<ServiceSnapshot> saveConfig(ForwarderConfig config, bool wasRunning);

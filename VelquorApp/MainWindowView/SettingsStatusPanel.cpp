@@ -116,7 +116,7 @@ SettingsStatusPanel::SettingsStatusPanel(AppViewModel& viewModel, QWidget* paren
     layout->addWidget(new HealthWarningLine(viewModel, this));
 
     for (const auto signal :
-         {&AppViewModel::serviceStatusChanged, &AppViewModel::configChanged,
+         {&AppViewModel::serviceStatusChanged, &AppViewModel::configInUseChanged,
           &AppViewModel::socatRuntimeTextChanged, &AppViewModel::processIdentifierTextChanged,
           &AppViewModel::lastCheckTextChanged, &AppViewModel::lastErrorTextChanged}) {
         connect(&viewModel, signal, this, &SettingsStatusPanel::refresh);
@@ -137,7 +137,7 @@ void SettingsStatusPanel::refresh() {
     Theme::setTextColor(*m_stateBadge, color);
     m_explanation->setText(Theme::settingsExplanation(status));
     Theme::setTextColor(*m_explanation, Theme::secondaryColor(palette()));
-    m_listenAddress->setText(Theme::listenAddressText(m_viewModel.config()));
+    m_listenAddress->setText(Theme::listenAddressText(m_viewModel.configInUse()));
     Theme::setTextColor(*m_listenAddress, Theme::secondaryColor(palette()));
     m_process->setValue(Theme::forwardingProcessText(m_viewModel.socatRuntimeText()));
     m_pid->setValue(m_viewModel.processIdentifierText());

@@ -66,7 +66,7 @@ Sidebar::Sidebar(AppViewModel& viewModel, QWidget* parent)
     });
     connect(&m_viewModel, &AppViewModel::selectedSectionChanged, this, &Sidebar::showSelection);
     connect(&m_viewModel, &AppViewModel::serviceStatusChanged, this, &Sidebar::showStatus);
-    connect(&m_viewModel, &AppViewModel::configChanged, this, &Sidebar::showStatus);
+    connect(&m_viewModel, &AppViewModel::configInUseChanged, this, &Sidebar::showStatus);
     showSelection();
     showStatus();
 }
@@ -142,7 +142,7 @@ void Sidebar::showStatus() {
     m_statusDot->setPixmap(dot(color));
     m_statusWord->setText(Theme::sidebarWord(status));
     Theme::setTextColor(*m_statusWord, color);
-    m_listenAddress->setText(Theme::listenAddressText(m_viewModel.config()));
+    m_listenAddress->setText(Theme::listenAddressText(m_viewModel.configInUse()));
 }
 
 void Sidebar::showSelection() {

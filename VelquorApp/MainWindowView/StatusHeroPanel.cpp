@@ -79,8 +79,8 @@ void StatusHeroPanel::refresh(const QString& targetText) {
     m_title->setText(Theme::heroTitle(status));
     Theme::setTextColor(*m_title, color);
     m_explanation->setText(Theme::heroExplanation(status));
-    m_route->setText(Theme::listenAddressText(m_viewModel.config()) + QStringLiteral("  ->  ") +
-                     targetText);
+    m_route->setText(Theme::listenAddressText(m_viewModel.configInUse()) +
+                     QStringLiteral("  ->  ") + targetText);
     Theme::setTextColor(*m_route, Theme::secondaryColor(palette()));
 }
 

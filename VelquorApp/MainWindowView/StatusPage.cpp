@@ -39,7 +39,7 @@ StatusPage::StatusPage(AppViewModel& viewModel, QWidget* parent)
     layout->addStretch(1);
 
     for (const auto signal :
-         {&AppViewModel::serviceStatusChanged, &AppViewModel::configChanged,
+         {&AppViewModel::serviceStatusChanged, &AppViewModel::configInUseChanged,
           &AppViewModel::currentTargetChanged, &AppViewModel::socatRuntimeTextChanged,
           &AppViewModel::lastCheckTextChanged, &AppViewModel::lastErrorTextChanged,
           &AppViewModel::socatExecutableTextChanged}) {
@@ -64,7 +64,7 @@ void StatusPage::refresh() {
     m_detailsPanel->setFillColor(Theme::regularMaterial(palette()));
     m_details->setRows({
         {QStringLiteral("动态地址接口"),
-         QString::fromStdString(m_viewModel.config().discoveryURL.text)},
+         QString::fromStdString(m_viewModel.configInUse().discoveryURL.text)},
         {QStringLiteral("内置转发组件"), m_viewModel.forwarderExecutableText()},
         {QStringLiteral("最近错误"), m_viewModel.lastErrorText()},
     });

@@ -24,7 +24,7 @@ StatusQuickGrid::StatusQuickGrid(const AppViewModel& viewModel, QWidget* parent)
 }
 
 void StatusQuickGrid::refresh(const QString& targetText) {
-    m_listen->setValue(Theme::listenAddressText(m_viewModel.config()));
+    m_listen->setValue(Theme::listenAddressText(m_viewModel.configInUse()));
     m_target->setValue(targetText);
     m_process->setValue(Theme::forwardingProcessText(m_viewModel.socatRuntimeText()));
     m_lastCheck->setValue(m_viewModel.lastCheckText());

@@ -43,7 +43,7 @@ MenuBarView::MenuBarView(AppViewModel& viewModel, std::function<void()> openMain
     addCommand(QStringLiteral("退出 Qarvex"), QStringLiteral("power"), std::move(quitApp));
 
     for (const auto signal :
-         {&AppViewModel::serviceStatusChanged, &AppViewModel::configChanged,
+         {&AppViewModel::serviceStatusChanged, &AppViewModel::configInUseChanged,
           &AppViewModel::socatRuntimeTextChanged, &AppViewModel::healthWarningTextChanged}) {
         connect(&m_viewModel, signal, this, &MenuBarView::showState);
     }
@@ -60,7 +60,8 @@ QAction* MenuBarView::addCommand(const QString& text, const QString& symbol,
 
 void MenuBarView::showState() {
     m_status->setText(QStringLiteral("状态：") + Theme::menuWord(m_viewModel.serviceStatus()));
-    m_listen->setText(QStringLiteral("监听：") + Theme::listenAddressText(m_viewModel.config()));
+    m_listen->setText(QStringLiteral("监听：") +
+                      Theme::listenAddressText(m_viewModel.configInUse()));
     m_process->setText(QStringLiteral("转发进程：") +
                        Theme::forwardingProcessText(m_viewModel.socatRuntimeText()));
     const auto& warning = m_viewModel.healthWarningText();

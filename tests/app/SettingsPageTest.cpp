@@ -86,7 +86,6 @@ TEST_F(SettingsPageTest, TheCommandButtonsRunTheServiceAndTheMetricsFollow) {
     ASSERT_EQ(m_harness.machine.socatPids().size(), 1u);
     const auto pid = QString::number(m_harness.machine.socatPids().front());
     EXPECT_EQ(panel().pidMetric().value(), pid);
-    EXPECT_FALSE(panel().pidMetric().isValueMonospaced());
     EXPECT_EQ(panel().processMetric().value(),
               QStringLiteral("App 启动的转发进程 [PID=%1]").arg(pid));
     EXPECT_TRUE(panel().processMetric().isValueMonospaced());
@@ -110,7 +109,6 @@ TEST_F(SettingsPageTest, AFailureShowsItsErrorInAtMostTwoLines) {
     const auto& error = panel().lastErrorMetric();
     EXPECT_EQ(error.value(), m_model->lastErrorText());
     EXPECT_THAT(error.value().toStdString(), ::testing::HasSubstr("portOccupiedByUnknownProcess"));
-    EXPECT_TRUE(error.isValueMonospaced());
     EXPECT_EQ(panel().processMetric().value(), m_model->socatRuntimeText()) << "no socat named";
 
     // A narrow window: the error must be cut, not spill over the panel's edge.
@@ -174,7 +172,6 @@ TEST_F(SettingsPageTest, ARefusedSaveIsRedAndReturnInTheDiscoveryFieldSavesTheWh
     EXPECT_EQ(stored.listenPort, 20000);
     EXPECT_EQ(stored.checkIntervalSeconds, 90);
     EXPECT_EQ(stored.listenHost, "0.0.0.0");
-    EXPECT_EQ(panel().listenAddressLabel().text(), QStringLiteral("0.0.0.0:20000"));
 }
 
 TEST_F(SettingsPageTest, NumberFieldsTakeOnlyTextThatReadsAsANumberInTheUsersLocale) {
@@ -225,7 +222,6 @@ TEST_F(SettingsPageTest, TextsTheViewModelChangesCountAsEditsOnlyWhileThePageIsS
         open(shown);
         ASSERT_EQ(m_page->listenPortField().text(), QStringLiteral("20000"));
         EXPECT_EQ(m_page->listenHostField().text(), QStringLiteral("127.0.0.2"));
-        EXPECT_EQ(panel().listenAddressLabel().text(), QStringLiteral("127.0.0.2:20000"));
 
         m_page->resetButton().click();
         EXPECT_EQ(m_page->listenPortField().text(), QStringLiteral("18082"));

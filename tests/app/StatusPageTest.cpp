@@ -137,7 +137,7 @@ TEST_P(StatusPageInEachState, ShowsTheStateInItsColourAndEveryCommandWorks) {
 INSTANTIATE_TEST_SUITE_P(AllStatuses, StatusPageInEachState, ::testing::ValuesIn(test::statusLooks),
                          test::lookName);
 
-// The listen address is the view model's draft, not only what was saved.
+// The listen address is the one in use, not the unsaved draft of the settings form.
 TEST_F(StatusPageTest, TheRouteTilesAndDetailsFollowTheConfigurationAndTheLastError) {
     m_harness.writeConfig([](auto& config) { config.listenPort = 20000; });
     open();
@@ -146,12 +146,9 @@ TEST_F(StatusPageTest, TheRouteTilesAndDetailsFollowTheConfigurationAndTheLastEr
               QStringLiteral("确认转发是否正在工作，并执行常用控制。"));
     EXPECT_EQ(hero().routeLabel().text(), QStringLiteral("127.0.0.1:20000  ->  尚未解析"));
     EXPECT_EQ(tiles().targetTile().value(), QStringLiteral("尚未解析"));
-    EXPECT_FALSE(tiles().targetTile().isValueMonospaced());
     EXPECT_EQ(tiles().listenTile().value(), QStringLiteral("127.0.0.1:20000"));
-    EXPECT_TRUE(tiles().listenTile().isValueMonospaced());
     EXPECT_EQ(tiles().lastCheckTile().value(), QStringLiteral("尚未检查"));
     EXPECT_EQ(tiles().processTile().value(), QStringLiteral("未监听"));
-    EXPECT_FALSE(tiles().processTile().isValueMonospaced());
     auto& details = m_page->details();
     EXPECT_THAT(
         details.rows(),
@@ -163,7 +160,6 @@ TEST_F(StatusPageTest, TheRouteTilesAndDetailsFollowTheConfigurationAndTheLastEr
         return QFontInfo(details.valueLabel(QString::fromUtf8(label))->font()).fixedPitch();
     };
     EXPECT_TRUE(fixedPitch("动态地址接口"));
-    EXPECT_FALSE(fixedPitch("内置转发组件"));
     EXPECT_FALSE(fixedPitch("最近错误"));
     reach(ServiceStatus::failed);
     EXPECT_EQ(details.valueLabel(QStringLiteral("最近错误"))->text(),
@@ -172,13 +168,11 @@ TEST_F(StatusPageTest, TheRouteTilesAndDetailsFollowTheConfigurationAndTheLastEr
     test::saveScreenshot(*m_host, QStringLiteral("status-page-failed-details.png"));
 
     m_model->resetSettings();
-    EXPECT_EQ(tiles().listenTile().value(), QStringLiteral("127.0.0.1:18082"));
-    EXPECT_EQ(hero().routeLabel().text(), QStringLiteral("127.0.0.1:18082  ->  尚未解析"));
-    m_model->startService();
+    EXPECT_EQ(tiles().listenTile().value(), QStringLiteral("127.0.0.1:20000"));
+    m_model->startService(); // saves the restored defaults first
     ASSERT_TRUE(waitFor([&] { return m_model->serviceStatus() == ServiceStatus::running; }));
     EXPECT_EQ(hero().routeLabel().text(), QStringLiteral("127.0.0.1:18082  ->  10.0.0.5:3260"));
     EXPECT_EQ(tiles().targetTile().value(), QStringLiteral("10.0.0.5:3260"));
-    EXPECT_TRUE(tiles().targetTile().isValueMonospaced());
 }
 
 TEST_F(StatusPageTest, TileTitlesStayLevelWhateverTheirValues) {

@@ -7,6 +7,7 @@
 #include "VelquorApp/MainWindowView/SettingsStatusPanel.h"
 #include "VelquorApp/MainWindowView/Sidebar.h"
 #include "VelquorApp/MainWindowView/StatusBadge.h"
+#include "VelquorApp/MainWindowView/StatusHeroPanel.h"
 #include "VelquorApp/MainWindowView/StatusMetric.h"
 #include "VelquorApp/MainWindowView/StatusPage.h"
 #include "VelquorApp/MenuBarView/MenuBarView.h"
@@ -129,7 +130,6 @@ TEST_P(VelquorAppInEachState, TrayMenuSidebarAndSettingsPanelShowTheStatusInThei
     EXPECT_EQ(sidebar().statusWordLabel().palette().color(QPalette::WindowText), color);
     const QImage dot = sidebar().statusDotLabel().pixmap().toImage();
     EXPECT_EQ(dot.pixelColor(dot.width() / 2, dot.height() / 2).rgb(), color.rgb());
-    EXPECT_EQ(sidebar().listenAddressLabel().text(), QStringLiteral("127.0.0.1:18082"));
 
     const auto status = test::statusName(expected.status);
     const std::pair<AppSection, const char*> pages[] = {{AppSection::status, "status"},
@@ -236,6 +236,41 @@ TEST_F(VelquorAppTest, TheTrayMenuRunsTheServiceWhileTheWindowIsClosedAndQuittin
     quit->click();
     ASSERT_TRUE(waitFor([&] { return quitting.size() == 2; }));
     EXPECT_TRUE(m_harness.machine.socatPids().empty());
+}
+
+// A hand edit loaded by a health check under unsaved settings: every view shows the address in
+// use, and saving keeps the hand edit wherever the user changed nothing.
+TEST_F(VelquorAppTest, AHandEditLoadedUnderUnsavedSettingsIsShownAndNotSavedOver) {
+    m_harness.writeConfig([](auto& c) { c.checkIntervalSeconds = 5; });
+    open();
+    runCommand("启动转发", ServiceStatus::running);
+    model().setSelectedSection(AppSection::settings);
+    const auto url = QStringLiteral("http://other.invalid/port");
+    model().setDiscoveryURLText(url);
+    model().markSettingsEdited();
+    model().setFailureThreshold(7);
+    m_harness.writeConfig([](auto& c) {
+        c.listenPort = 20000;
+        c.failureThreshold = c.logRetentionDays = 9;
+    });
+    ASSERT_TRUE(waitFor([&] { return model().configInUse().listenPort == 20000; }));
+    auto* settings = m_app->mainWindow().findChild<SettingsPage*>();
+    const auto inUse = QStringLiteral("127.0.0.1:20000");
+    EXPECT_EQ(m_app->menu().actions()[2]->text(), QStringLiteral("监听：") + inUse);
+    EXPECT_EQ(sidebar().listenAddressLabel().text(), inUse);
+    EXPECT_EQ(settings->statusPanel().listenAddressLabel().text(), inUse);
+    EXPECT_EQ(m_app->mainWindow().findChild<StatusPage*>()->hero().routeLabel().text(),
+              inUse + QStringLiteral("  ->  10.0.0.5:3260"));
+    EXPECT_EQ(model().settingsFeedbackText(),
+              QStringLiteral("配置文件已在外部修改，未改动的设置已随之更新。"));
+    test::saveScreenshot(m_app->mainWindow(), QStringLiteral("window-settings-hand-edit.png"));
+
+    settings->saveButton().click();
+    ASSERT_TRUE(waitFor([&] { return model().configInUse().failureThreshold == 7; }));
+    const auto stored = m_harness.storedConfig();
+    EXPECT_EQ(stored.discoveryURL.text, url.toStdString());
+    EXPECT_EQ(std::pair(stored.listenPort, stored.logRetentionDays), std::pair(20000L, 9L));
+    EXPECT_TRUE(m_harness.machine.isListening(20000));
 }
 
 TEST_F(VelquorAppTest, AWarningIsOnBothPagesInTheTrayAndGoesWithIt) {
