@@ -131,11 +131,16 @@ private:
     RestartBackoff m_backoff;
 };
 
-// A read error counts as a change: a check too many costs less than one missed.
-template <typename Source> bool drained(Source& source) {
+// A read error counts as a change: a check too many costs less than one missed. A source that
+// failed is given up, with one line, since its descriptor would end every later wait at once;
+// the interval still finds what it would have told.
+template <typename Source>
+bool drained(std::unique_ptr<Source>& source, ServiceController& controller, const char* what) {
     try {
-        return source.drain();
-    } catch (const std::exception&) {
+        return source->drain();
+    } catch (const std::exception& error) {
+        controller.note(std::string("WARNING: ") + what + " no longer watched: " + error.what());
+        source.reset();
         return true;
     }
 }
@@ -216,11 +221,11 @@ private:
         if (ready[1]) {
             m_nextCheck = std::min(m_nextCheck, m_forwarder.exited(m_controller, now, interval()));
         }
-        if (ready[2] && drained(*m_network)) {
+        if (ready[2] && drained(m_network, m_controller, "Network changes")) {
             m_early.networkChanged(now);
         }
         if (ready[3]) {
-            drained(*m_wakeUps);
+            drained(m_wakeUps, m_controller, "Resume from suspend");
         }
         if (m_resume.sleptSinceLastLook()) {
             m_early.resumed(now);
