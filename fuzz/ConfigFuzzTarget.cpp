@@ -1,11 +1,12 @@
 // config.json is edited by hand and may be anything. Decoding either refuses it with the
 // exceptions the store catches (JSON errors, the core's validation errors) or yields a
-// configuration that keeps every promise of ForwarderConfig, puts nothing on socat's command
-// line that socat reads as syntax, survives a save and a load unchanged, and is what ConfigStore
-// itself loads from the same bytes.
+// configuration that keeps every promise of ForwarderConfig, survives a save and a load
+// unchanged, and is what ConfigStore itself loads from the same bytes. Its hosts are kept as
+// written; the socat command built from them is refused or holds nothing socat reads as syntax.
 
 #include "core/config/ConfigStore.h"
 #include "core/config/ForwarderConfig.h"
+#include "core/forwarding/SocatCommand.h"
 #include "fuzz/FuzzChecks.h"
 
 #include <nlohmann/json.hpp>
@@ -47,16 +48,40 @@ void checkPromises(const ForwarderConfig& config) {
                       ports.size() <= ForwarderConfig::recentListenPortLimit && !ports.empty() &&
                       ports.back() == config.listenPort,
                   "recent listen ports", config.toJson().dump());
-    fuzz::require(fuzz::isSocatSafeHost(config.listenHost), "listenHost socat reads as syntax",
-                  config.listenHost);
-    if (config.target) {
-        fuzz::require(fuzz::isSocatSafeHost(config.target->host()),
-                      "target host socat reads as syntax", config.target->host());
-        fuzz::require(config.target->port() >= 1 && config.target->port() <= 65535, "target port",
-                      config.target->text());
-    }
     const auto saved = config.toJson().dump(2);
     fuzz::require(decoded(saved) == config, "does not load back as saved", saved);
+}
+
+// The host between a prefix and a suffix of an argument, which both must be there.
+std::string_view hostIn(std::string_view argument, std::string_view prefix,
+                        std::string_view suffix) {
+    fuzz::require(argument.starts_with(prefix) && argument.ends_with(suffix) &&
+                      argument.size() >= prefix.size() + suffix.size(),
+                  "argument out of shape", argument);
+    return argument.substr(prefix.size(), argument.size() - prefix.size() - suffix.size());
+}
+
+void checkCommand(const ForwarderConfig& config) {
+    const auto target = config.target.value_or(TargetEndpoint("10.0.0.5", 3260));
+    std::optional<SocatCommand> command;
+    try {
+        command.emplace("/s", config.listenHost, config.listenPort, target);
+    } catch (const Error&) {
+        return;
+    }
+    const auto& arguments = command->arguments;
+    fuzz::require(arguments.size() == 2, "not two arguments");
+    auto listen =
+        hostIn(arguments[0],
+               "TCP-LISTEN:" + std::to_string(config.listenPort) + ",bind=", ",reuseaddr,fork");
+    if (listen.ends_with(",pf=ip6")) {
+        listen.remove_suffix(7);
+    }
+    fuzz::require(fuzz::isSocatSafeHost(listen), "listen host socat reads as syntax", listen);
+    const auto to =
+        hostIn(arguments[1], "TCP:", ":" + std::to_string(target.port()) + ",nodelay,keepalive");
+    fuzz::require(fuzz::isSocatSafeHost(to), "target host socat reads as syntax", to);
+    fuzz::require(target.port() >= 1 && target.port() <= 65535, "target port", target.text());
 }
 
 // One folder per process: the store renames and writes beside the file it is given. Never
@@ -89,6 +114,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::string text(reinterpret_cast<const char*>(data), size);
     if (const auto config = decoded(text)) {
         checkPromises(*config);
+        checkCommand(*config);
         checkStoreLoads(text, *config);
     }
     return 0;

@@ -29,15 +29,20 @@ std::string asideTimestamp() {
     return text;
 }
 
-[[noreturn]] void fail(int error, const std::filesystem::path& path) {
-    throw std::system_error(error, std::generic_category(), "reading " + path.string());
-}
-
-// A file we may not read is the user's business, not damage: it stays where it is.
+// A file that cannot be read (no permission, an I/O error, a folder or a FIFO in its place) is
+// not known to be damaged: a running program leaves it where it is.
 class UnreadableFile : public std::system_error {
 public:
     using std::system_error::system_error;
 };
+
+[[noreturn]] void fail(int error, const std::filesystem::path& path) {
+    throw UnreadableFile(error, std::generic_category(), "reading " + path.string());
+}
+
+bool isPermissionError(const std::system_error& error) {
+    return error.code().value() == EACCES || error.code().value() == EPERM;
+}
 
 std::string readAll(int fd, const std::filesystem::path& path) {
     std::string bytes;
@@ -93,28 +98,60 @@ ForwarderConfig ConfigStore::load() {
 }
 
 ConfigStore::Loaded ConfigStore::loadReporting() {
-    std::error_code error;
-    const auto status = std::filesystem::symlink_status(m_configURL, error);
-    if (status.type() == std::filesystem::file_type::not_found) {
+    if (isMissing()) {
         saveInternal(ForwarderConfig::defaults());
         return {ForwarderConfig::defaults(), std::nullopt};
     }
     try {
         return {readValidConfig(), std::nullopt};
-    } catch (const UnreadableFile&) {
-        throw;
+    } catch (const UnreadableFile& error) {
+        if (isPermissionError(error)) {
+            declineUnreadable();
+            throw;
+        }
+        return {ForwarderConfig::defaults(), setAsideWithDefaults(error)};
     } catch (const std::exception& damage) {
-        // The bytes stay in the set-aside file, for the user to look at.
-        const auto aside = moveCorruptedConfigAside();
-        saveInternal(ForwarderConfig::defaults());
-        return {ForwarderConfig::defaults(),
-                SetAside{aside.value_or(m_configURL), oneLine(damage.what())}};
+        return {ForwarderConfig::defaults(), setAsideWithDefaults(damage)};
     }
+}
+
+ConfigStore::SetAside ConfigStore::setAsideWithDefaults(const std::exception& damage) {
+    // The bytes stay in the set-aside file, for the user to look at.
+    const auto aside = moveCorruptedConfigAside();
+    saveInternal(ForwarderConfig::defaults());
+    return {aside.value_or(m_configURL), oneLine(damage.what())};
+}
+
+ConfigStore::Reread ConfigStore::reread() {
+    using Kind = Reread::Kind;
+    if (isMissing()) {
+        return {};
+    }
+    try {
+        return {Kind::valid, readValidConfig(), {}, std::nullopt};
+    } catch (const UnreadableFile& error) {
+        declineUnreadable();
+        return {Kind::unreadable, std::nullopt, oneLine(error.what()), std::nullopt};
+    } catch (const std::exception& damage) {
+        return {Kind::damaged, std::nullopt, oneLine(damage.what()), moveCorruptedConfigAside()};
+    }
+}
+
+bool ConfigStore::isMissing() const {
+    struct stat info {};
+    // Through a symlink: one that names nothing is no file either.
+    return ::stat(m_configURL.c_str(), &info) != 0 && errno == ENOENT;
+}
+
+void ConfigStore::declineUnreadable() {
+    m_stamp = stampOf(m_configURL);
+    m_unreadable = true;
 }
 
 ForwarderConfig ConfigStore::readValidConfig() {
     auto [config, stamp] = readValid(m_configURL);
     m_stamp = stamp;
+    m_unreadable = false;
     return config;
 }
 
@@ -123,9 +160,6 @@ ConfigStore::readValid(const std::filesystem::path& path) {
     // Non-blocking: a FIFO put in its place must not hang the service.
     const FileDescriptor fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     if (fd.get() < 0) {
-        if (errno == EACCES || errno == EPERM) {
-            throw UnreadableFile(errno, std::generic_category(), "reading " + path.string());
-        }
         fail(errno, path);
     }
     struct stat info {};
@@ -136,16 +170,14 @@ ConfigStore::readValid(const std::filesystem::path& path) {
         fail(S_ISDIR(info.st_mode) ? EISDIR : EINVAL, path);
     }
     if (static_cast<std::uintmax_t>(info.st_size) > maximumFileSize) {
-        fail(EFBIG, path);
+        throw std::system_error(EFBIG, std::generic_category(), "reading " + path.string());
     }
     const auto bytes = readAll(fd.get(), path);
     // The JSON reader would stop at a NUL and never see what follows it.
     if (bytes.find('\0') != std::string::npos) {
         throw std::invalid_argument("a NUL byte in " + path.string());
     }
-    return {
-        ForwarderConfig::fromJson(nlohmann::json::parse(bytes)).validated(),
-        Stamp{info.st_dev, info.st_ino, info.st_size, info.st_mtim.tv_sec, info.st_mtim.tv_nsec}};
+    return {ForwarderConfig::fromJson(nlohmann::json::parse(bytes)).validated(), stampFrom(info)};
 }
 
 std::optional<ForwarderConfig> ConfigStore::peek() const {
@@ -161,26 +193,41 @@ void ConfigStore::save(const ForwarderConfig& config) {
 }
 
 void ConfigStore::saveInternal(const ForwarderConfig& config) {
-    // The ports stay unchecked here, but no host is written that socat could read as more
-    // than a host: the file is where the next start takes them from.
-    ForwarderConfig::validateListenHost(config.listenHost);
-    if (config.target) {
-        (void)config.target->validated();
+    if (m_unreadable && stampOf(m_configURL) == m_stamp) {
+        throw std::system_error(EACCES, std::generic_category(),
+                                "not writing over " + m_configURL.string() +
+                                    ", which could not be read");
     }
     const auto folder = m_configURL.parent_path();
     if (!folder.empty()) {
         createDirectories(folder);
     }
-    // Replacing the link itself would cut it off from the file it names.
-    std::error_code error;
-    auto target = std::filesystem::is_symlink(m_configURL, error)
-                      ? std::filesystem::canonical(m_configURL, error)
-                      : m_configURL;
-    if (error) {
-        target = m_configURL;
+    const auto target = writeTarget();
+    if (target != m_configURL && !target.parent_path().empty()) {
+        createDirectories(target.parent_path());
     }
     writeFileAtomically(target, config.toJson().dump(2) + "\n");
     m_stamp = stampOf(m_configURL);
+    m_unreadable = false;
+}
+
+// Replacing the link itself would cut it off from the file it names, also when that file does
+// not exist yet.
+std::filesystem::path ConfigStore::writeTarget() const {
+    constexpr int maximumLinks = 40; // as the kernel follows them
+    auto path = m_configURL;
+    for (int link = 0; link < maximumLinks; ++link) {
+        std::error_code error;
+        if (!std::filesystem::is_symlink(path, error)) {
+            return path;
+        }
+        const auto named = std::filesystem::read_symlink(path, error);
+        if (error) {
+            break;
+        }
+        path = named.is_absolute() ? named : path.parent_path() / named;
+    }
+    return m_configURL;
 }
 
 std::optional<std::filesystem::path> ConfigStore::moveCorruptedConfigAside() const {
@@ -214,7 +261,12 @@ std::optional<ConfigStore::Stamp> ConfigStore::stampOf(const std::filesystem::pa
     if (::stat(path.c_str(), &info) != 0) {
         return std::nullopt;
     }
-    return Stamp{info.st_dev, info.st_ino, info.st_size, info.st_mtim.tv_sec, info.st_mtim.tv_nsec};
+    return stampFrom(info);
+}
+
+ConfigStore::Stamp ConfigStore::stampFrom(const struct stat& info) {
+    return {info.st_dev,          info.st_ino,         info.st_size,        info.st_mtim.tv_sec,
+            info.st_mtim.tv_nsec, info.st_ctim.tv_sec, info.st_ctim.tv_nsec};
 }
 
 } // namespace velquor

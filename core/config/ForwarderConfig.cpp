@@ -2,7 +2,6 @@
 
 #include "core/BuildInfo.h"
 #include "core/config/JsonFields.h"
-#include "core/net/PlainHost.h"
 #include "core/text/QuotedText.h"
 
 #include <nlohmann/json.hpp>
@@ -55,13 +54,6 @@ ForwarderConfig::ValidationError::invalidListenHost(std::string host) {
     return {Kind::invalidListenHost, std::move(host), 0, std::move(text)};
 }
 
-ForwarderConfig::ValidationError
-ForwarderConfig::ValidationError::targetIsListenAddress(std::string host, std::int64_t port) {
-    auto text =
-        "targetIsListenAddress(host: " + quotedText(host) + ", port: " + std::to_string(port) + ")";
-    return {Kind::targetIsListenAddress, std::move(host), port, std::move(text)};
-}
-
 const Url& ForwarderConfig::defaultDiscoveryURL() {
     static const Url url = [] {
         auto parsed = Url::parse(buildinfo::defaultDiscoveryURL);
@@ -105,19 +97,9 @@ void ForwarderConfig::validateListenPort(std::int64_t port) {
     }
 }
 
-void ForwarderConfig::validateListenHost(const std::string& host) {
-    if (!isPlainHost(host)) {
-        throw ValidationError::invalidListenHost(host);
-    }
-}
-
 ForwarderConfig ForwarderConfig::validated() const {
     validateListenPort(listenPort);
     validatePorts(recentListenPorts);
-    validateListenHost(listenHost);
-    if (target) {
-        (void)target->validated();
-    }
     return *this;
 }
 

@@ -14,20 +14,17 @@
 namespace velquor {
 
 // The one persisted settings record. Listen ports are valid from 1024 to 65535;
-// recentListenPorts holds only valid ports, no repeats, at most 8, current port last. The
-// listen host must be a plain host (core/net/PlainHost.h): it ends up on socat's command line.
+// recentListenPorts holds only valid ports, no repeats, at most 8, current port last. Hosts are
+// kept as written; SocatCommand refuses those socat would misread.
 struct ForwarderConfig {
     class ValidationError : public Error {
     public:
-        enum class Kind { invalidListenPort, invalidListenHost, targetIsListenAddress };
+        enum class Kind { invalidListenPort, invalidListenHost };
 
         static ValidationError invalidListenPort(std::int64_t port);
-        // Text form invalidListenHost("127.0.0.1,fork").
+        // A listen host socat would read as more than a host, refused when a command is built:
+        // invalidListenHost("127.0.0.1,fork").
         static ValidationError invalidListenHost(std::string host);
-        // A target that would have the forwarder connect to its own listener, each connection
-        // forking another relay until the process table is full. The payload is the target:
-        // targetIsListenAddress(host: "localhost", port: 18082).
-        static ValidationError targetIsListenAddress(std::string host, std::int64_t port);
 
         Kind kind() const noexcept { return m_kind; }
         const std::string& host() const noexcept { return m_host; }
@@ -75,10 +72,9 @@ struct ForwarderConfig {
 
     static bool isValidListenPort(std::int64_t port) noexcept;
     static void validateListenPort(std::int64_t port);
-    static void validateListenHost(const std::string& host);
 
-    // An unchanged copy, or the first error: the listen port, the history, the listen host
-    // (ValidationError), then a cached target (TargetEndpoint::ValidationError).
+    // An unchanged copy, or invalidListenPort for the listen port, then for the first invalid
+    // entry of the history. Nothing else is checked.
     ForwarderConfig validated() const;
 
     // All-or-nothing: an invalid port among the given ones changes nothing.

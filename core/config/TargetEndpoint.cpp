@@ -33,11 +33,11 @@ TargetEndpoint TargetEndpoint::validated() const {
     if (m_host.empty()) {
         throw ValidationError::emptyHost();
     }
-    if (!isPlainHost(m_host)) {
-        throw ValidationError::invalidHost(m_host);
-    }
     if (m_port < 1 || m_port > 65535) {
         throw ValidationError::invalidPort(m_port);
+    }
+    if (!isPlainHost(m_host)) {
+        throw ValidationError::invalidHost(m_host);
     }
     return *this;
 }

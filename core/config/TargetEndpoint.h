@@ -36,11 +36,12 @@ public:
         std::int64_t m_port;
     };
 
-    // Trims the host, then checks it (emptyHost, invalidHost) before the port (invalidPort).
+    // Trims the host, then refuses an empty host (emptyHost), a port outside 1..65535
+    // (invalidPort) and last a host socat would misread (invalidHost).
     TargetEndpoint(std::string host, std::int64_t port);
 
     // The same checks for a decoded target, which is taken as it stands: an unchanged copy, or
-    // the first error. Every user of a stored target goes through here.
+    // the first error. A cached target that fails them is never used.
     TargetEndpoint validated() const;
 
     const std::string& host() const noexcept { return m_host; }

@@ -35,6 +35,46 @@ std::optional<std::string> schemeOf(std::string_view text) {
     return valid ? std::optional<std::string>(scheme) : std::nullopt;
 }
 
+bool isHexDigit(char c) {
+    return isDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
+}
+
+// The characters of RFC 3986, with every '%' starting an escape and one '#' at most.
+bool hasUriCharacters(std::string_view text) {
+    constexpr std::string_view allowed = "-._~:/?#[]@!$&'()*+,;=";
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const char c = text[i];
+        if (c == '%') {
+            if (i + 2 >= text.size() || !isHexDigit(text[i + 1]) || !isHexDigit(text[i + 2])) {
+                return false;
+            }
+        } else if (!isAlpha(c) && !isDigit(c) && allowed.find(c) == std::string_view::npos) {
+            return false;
+        }
+    }
+    return std::ranges::count(text, '#') <= 1;
+}
+
+// An authority's host ends with its brackets, if any, and its port is digits only; brackets
+// appear nowhere else.
+bool hasUriAuthority(std::string_view text, std::size_t schemeLength) {
+    auto rest = text.substr(schemeLength);
+    std::string_view authority;
+    if (rest.starts_with("//")) {
+        authority = rest.substr(2, rest.find_first_of("/?#", 2) - 2);
+        rest.remove_prefix(2 + authority.size());
+        authority.remove_prefix(std::min(authority.rfind('@') + 1, authority.size()));
+    }
+    const auto hostEnd = authority.starts_with('[') ? authority.find(']') + 1 : 0;
+    if (rest.find_first_of("[]") != std::string_view::npos ||
+        authority.substr(hostEnd).find_first_of("[]") != std::string_view::npos) {
+        return false;
+    }
+    const auto colon = authority.find(':', hostEnd);
+    return colon == std::string_view::npos ||
+           std::ranges::all_of(authority.substr(colon + 1), isDigit);
+}
+
 // Schemes are case-insensitive: "HTTP:" is http.
 bool isHttpScheme(std::string_view scheme) {
     std::string lower(scheme);
@@ -79,6 +119,10 @@ TargetEndpoint TargetResolver::resolve(const Url& from) {
 TargetEndpoint TargetResolver::parseLocation(const std::string& text) {
     const std::string trimmed = trimWhitespace(text);
     const auto scheme = schemeOf(trimmed);
+    // The form first: what is not a URL reference at all is malformed, whatever its scheme.
+    if (!hasUriCharacters(trimmed) || !hasUriAuthority(trimmed, scheme ? scheme->size() + 1 : 0)) {
+        throw TargetResolverError::malformedLocation(text);
+    }
     if (!scheme) {
         throw TargetResolverError::unsupportedLocationScheme(std::nullopt);
     }

@@ -14,9 +14,10 @@ struct SocatCommand {
     std::filesystem::path executableURL;
     std::vector<std::string> arguments;
 
-    // The last gate before socat's command line, whatever checked the values before. Throws
-    // ForwarderConfig::ValidationError for a listen port outside 1024..65535 or a listen host
-    // that is not plain; TargetEndpoint::ValidationError for a target that is not valid.
+    // The gate before socat's command line: the configuration and a cached target are stored
+    // as written, so their hosts are checked here. Throws ForwarderConfig::ValidationError for
+    // a listen port outside 1024..65535 or a listen host that is not plain (a bare IPv6 literal
+    // is put in brackets first); TargetEndpoint::ValidationError for a target that is not valid.
     // Whether the target leads back to the listener takes resolving names: see ListenerReach.
     SocatCommand(std::filesystem::path executableURL, const std::string& listenHost,
                  std::int64_t listenPort, const TargetEndpoint& target);

@@ -2,6 +2,7 @@
 
 #include "core/forwarding/SocatCommand.h"
 #include "core/forwarding/SystemAddressResolver.h"
+#include "core/net/PlainHost.h"
 #include "core/process/ChildReaper.h"
 
 #include <algorithm>
@@ -17,13 +18,15 @@ SocatManager::SocatManager(std::filesystem::path executableURL,
                            std::unique_ptr<ListenerProbing> listenerProbe,
                            std::unique_ptr<ProcessTerminating> processTerminator,
                            std::unique_ptr<ForwarderOwnershipChecking> ownershipChecker,
-                           std::unique_ptr<AddressResolving> addressResolver)
+                           std::unique_ptr<AddressResolving> addressResolver,
+                           std::unique_ptr<PortClaiming> portClaim)
     : m_executableURL(std::move(executableURL)), m_portChecker(std::move(portChecker)),
       m_processLauncher(std::move(processLauncher)), m_listenerProbe(std::move(listenerProbe)),
       m_processTerminator(std::move(processTerminator)),
       m_ownershipChecker(std::move(ownershipChecker)),
       m_listenerReach(addressResolver ? std::move(addressResolver)
-                                      : std::make_unique<SystemAddressResolver>()) {}
+                                      : std::make_unique<SystemAddressResolver>()),
+      m_portClaim(std::move(portClaim)) {}
 
 std::optional<std::int32_t> SocatManager::trackedProcessIdentifier() const {
     if (!m_trackedProcess) {
@@ -70,7 +73,10 @@ std::int32_t SocatManager::start(const ForwarderConfig& config, const TargetEndp
     }
     // Refused before anything is signalled: the forwarder in place stays.
     const SocatCommand command(m_executableURL, host, port, target);
-    m_listenerReach.refuseTargetReachingListener(host, port, target);
+    m_listenerReach.refuseTargetReachingListener(socatHost(host), port, target);
+    if (m_portClaim) {
+        m_portClaim->claim(port);
+    }
     if (hasRunningTrackedProcess()) {
         terminateTrackedProcess();
         waitForPortRelease(host, port);
@@ -95,34 +101,8 @@ std::int32_t SocatManager::start(const ForwarderConfig& config, const TargetEndp
     if (m_portChecker->isListening(host, port)) {
         throw SocatManagerError::portOccupiedByUnknownProcess(host, port);
     }
-    auto process = m_processLauncher->launch(command);
-    // Tracked at once, so that no failure below can leave a child nobody knows of.
-    m_trackedProcess = std::move(process);
-    confirmStarted(host, port);
+    m_trackedProcess = m_processLauncher->launch(command);
     return m_trackedProcess->processIdentifier();
-}
-
-// A socat that cannot bind or parse its arguments ends within milliseconds; reporting it as
-// started would leave the service "running" with nothing listening until the next check.
-void SocatManager::confirmStarted(const std::string& host, std::int64_t port) {
-    const auto deadline = std::chrono::steady_clock::now() + startConfirmationTimeout;
-    for (;;) {
-        if (!m_trackedProcess->isRunning()) {
-            const auto status = m_trackedProcess->exitStatus().value_or(-1);
-            m_trackedProcess.reset();
-            throw SocatManagerError::processExitedDuringStart(status);
-        }
-        bool listening = false;
-        try {
-            listening = m_portChecker->isListening(host, port);
-        } catch (const std::exception&) {
-            // Not known to listen yet: the child's exit is what decides.
-        }
-        if (listening || std::chrono::steady_clock::now() >= deadline) {
-            return;
-        }
-        std::this_thread::sleep_for(startConfirmationInterval);
-    }
 }
 
 void SocatManager::terminateTrackedProcess() {

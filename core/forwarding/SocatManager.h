@@ -7,6 +7,7 @@
 #include "core/forwarding/ListenerProbing.h"
 #include "core/forwarding/ListenerReach.h"
 #include "core/forwarding/PortChecking.h"
+#include "core/forwarding/PortClaiming.h"
 #include "core/forwarding/ProcessTerminating.h"
 #include "core/forwarding/SocatManagerError.h"
 #include "core/forwarding/SocatProcess.h"
@@ -28,13 +29,15 @@ class SocatManager {
 public:
     // Without a listener probe socat cannot be told from other programs, and without a
     // terminator or an ownership checker no process but our own child is ever signalled.
-    // Without an address resolver, hosts are resolved by the system's.
+    // Without an address resolver, hosts are resolved by the system's; without a port claim,
+    // no other program is asked about the port.
     SocatManager(std::filesystem::path executableURL, std::unique_ptr<PortChecking> portChecker,
                  std::unique_ptr<SocatProcessLaunching> processLauncher,
                  std::unique_ptr<ListenerProbing> listenerProbe,
                  std::unique_ptr<ProcessTerminating> processTerminator,
                  std::unique_ptr<ForwarderOwnershipChecking> ownershipChecker = nullptr,
-                 std::unique_ptr<AddressResolving> addressResolver = nullptr);
+                 std::unique_ptr<AddressResolving> addressResolver = nullptr,
+                 std::unique_ptr<PortClaiming> portClaim = nullptr);
 
     const std::filesystem::path& executableURL() const noexcept { return m_executableURL; }
 
@@ -45,11 +48,11 @@ public:
     // listening, so that a health check starts a new one.
     SocatRuntimeStatus runtimeStatus(const std::string& host, std::int64_t port);
 
-    // Returns the new child's identifier once it listens, or once it has run for
-    // startConfirmationTimeout without ending. A child that ends before is forgotten and the
-    // start fails with processExitedDuringStart. A target that leads back to the listener is
-    // refused with targetReachesListener before anything is signalled. A stopped tracked child
-    // is replaced.
+    // Returns the new child's identifier as soon as it is launched, without waiting: a child
+    // that ends at once stays tracked, and is seen as a missing listener. Before anything is
+    // signalled, a target that leads back to the listener is refused with
+    // targetReachesListener, and a port another program claims with
+    // portClaimedByAnotherProgram. A stopped tracked child is replaced.
     std::int32_t start(const ForwarderConfig& config, const TargetEndpoint& target);
     void stop();
     void stop(const std::string& host, std::int64_t port);
@@ -65,13 +68,10 @@ public:
 
     static constexpr int portReleaseAttempts = 10;
     static constexpr std::chrono::milliseconds portReleaseInterval{100};
-    static constexpr std::chrono::milliseconds startConfirmationTimeout{1000};
-    static constexpr std::chrono::milliseconds startConfirmationInterval{20};
 
 private:
     bool hasRunningTrackedProcess() const;
     void terminateTrackedProcess();
-    void confirmStarted(const std::string& host, std::int64_t port);
     bool isForwarderOn(const ListenerProcess& process, const std::string& host, std::int64_t port);
     bool isStoppedForwarder(const ListenerProcess& process, const std::string& host,
                             std::int64_t port);
@@ -90,6 +90,7 @@ private:
     std::unique_ptr<ProcessTerminating> m_processTerminator;
     std::unique_ptr<ForwarderOwnershipChecking> m_ownershipChecker;
     ListenerReach m_listenerReach;
+    std::unique_ptr<PortClaiming> m_portClaim;
     std::unique_ptr<SocatProcess> m_trackedProcess;
     std::optional<std::string> m_terminationFailure;
 };

@@ -5,9 +5,8 @@
 namespace velquor {
 
 SocatManagerError::SocatManagerError(Kind kind, std::string host, std::int64_t port,
-                                     std::string text, int status)
-    : Error(std::move(text)), m_kind(kind), m_host(std::move(host)), m_port(port),
-      m_status(status) {}
+                                     std::string text)
+    : Error(std::move(text)), m_kind(kind), m_host(std::move(host)), m_port(port) {}
 
 namespace {
 
@@ -37,12 +36,11 @@ SocatManagerError SocatManagerError::noTrackedProcess() {
     return {Kind::noTrackedProcess, {}, 0, "noTrackedProcess"};
 }
 
-SocatManagerError SocatManagerError::processExitedDuringStart(int status) {
-    return {Kind::processExitedDuringStart,
-            {},
-            0,
-            "processExitedDuringStart(status: " + std::to_string(status) + ")",
-            status};
+SocatManagerError SocatManagerError::portClaimedByAnotherProgram(std::int64_t port,
+                                                                 std::string holder) {
+    auto text = "portClaimedByAnotherProgram(port: " + std::to_string(port) +
+                ", holder: " + quotedText(holder) + ")";
+    return {Kind::portClaimedByAnotherProgram, {}, port, std::move(text)};
 }
 
 } // namespace velquor

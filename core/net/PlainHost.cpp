@@ -81,6 +81,15 @@ bool isBracketedIPv6(std::string_view host) {
     return host.size() > 2 && host.front() == '[' && host.back() == ']';
 }
 
+std::string socatHost(std::string_view host) {
+    const std::string text(host);
+    in6_addr parsed{};
+    const bool bareIPv6 = host.find(':') != std::string_view::npos &&
+                          std::ranges::all_of(host, isIPv6Character) &&
+                          ::inet_pton(AF_INET6, text.c_str(), &parsed) == 1;
+    return bareIPv6 ? "[" + text + "]" : text;
+}
+
 std::string_view withoutBrackets(std::string_view host) {
     return isBracketedIPv6(host) ? host.substr(1, host.size() - 2) : host;
 }

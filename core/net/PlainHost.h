@@ -2,6 +2,7 @@
 
 #include <array>
 #include <optional>
+#include <string>
 #include <string_view>
 
 namespace velquor {
@@ -15,6 +16,10 @@ bool isPlainHost(std::string_view host);
 
 // "[::1]": socat needs the brackets in both addresses, and pf=ip6 to listen on such a host.
 bool isBracketedIPv6(std::string_view host);
+
+// The host in the form socat's addresses take: a bare IPv6 literal such as "::1", which socat
+// would cut at its first ':', in brackets; any other text as it is.
+std::string socatHost(std::string_view host);
 
 // The host as getaddrinfo and lsof write it: an IPv6 literal without its brackets.
 std::string_view withoutBrackets(std::string_view host);

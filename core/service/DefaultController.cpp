@@ -4,6 +4,7 @@
 #include "core/discovery/TargetResolver.h"
 #include "core/forwarding/LsofListenerProbe.h"
 #include "core/forwarding/NetworkPortChecker.h"
+#include "core/forwarding/PortLockClaim.h"
 #include "core/forwarding/PosixProcessTerminator.h"
 #include "core/forwarding/PosixSocatProcessLauncher.h"
 #include "core/forwarding/ProcForwarderOwnershipChecker.h"
@@ -76,7 +77,7 @@ DefaultController::makeDefaultController(const FileLocations& locations,
         std::make_unique<LsofListenerProbe>(LsofListenerProbe::defaultLsofPath()),
         std::make_unique<PosixProcessTerminator>(),
         std::make_unique<ProcForwarderOwnershipChecker>(),
-        std::make_unique<SystemAddressResolver>());
+        std::make_unique<SystemAddressResolver>(), std::make_unique<PortLockClaim>());
     return std::make_unique<ServiceController>(
         ConfigStore(locations.configFile), LogManager(locations.logFile),
         std::make_unique<TargetResolver>(std::move(httpSession)), std::move(socatManager),

@@ -96,14 +96,14 @@ void ServiceController::fail(const std::string& errorText, const std::string& lo
 
 // --- lifecycle ---
 
-bool ServiceController::adoptStoredConfig(const std::string& loadedLine) {
+ServiceSnapshot ServiceController::load(bool startIfConfigured) {
     std::optional<ConfigStore::Loaded> loaded;
     try {
         loaded = m_configStore.loadReporting();
     } catch (const std::exception& error) {
         m_lastError = error.what();
         log(std::string("ERROR: Failed to load configuration: ") + error.what());
-        return false;
+        return snapshot();
     }
     if (const auto& aside = loaded->setAside) {
         log("WARNING: Damaged configuration file set aside as " + aside->path.string() + " (" +
@@ -112,30 +112,9 @@ bool ServiceController::adoptStoredConfig(const std::string& loadedLine) {
     m_config = std::move(loaded->config);
     m_config.recordListenPorts({m_config.listenPort}); // the store only returns valid ports
     m_trend.setThreshold(m_config.failureThreshold);
-    m_currentTarget = m_config.target;
+    m_currentTarget = usableCachedTarget();
     m_lastError.reset();
-    log(loadedLine);
-    return true;
-}
-
-std::optional<ServiceSnapshot> ServiceController::reloadIfChangedOnDisk() {
-    if (!m_configStore.changedOnDisk()) {
-        return std::nullopt;
-    }
-    const ForwarderConfig oldConfig = m_config;
-    const bool wasRunning = probe().isRunning();
-    if (adoptStoredConfig("Configuration reloaded from disk") && wasRunning &&
-        requiresSocatRestart(oldConfig, m_config)) {
-        log("Configuration changed while running: restarting socat");
-        return restartAfterConfigChange(oldConfig);
-    }
-    return std::nullopt;
-}
-
-ServiceSnapshot ServiceController::load(bool startIfConfigured) {
-    if (!adoptStoredConfig("Configuration loaded")) {
-        return snapshot();
-    }
+    log("Configuration loaded");
     updateRuntimeStatus(probe());
     if (startIfConfigured && m_config.autoStart && !probe().isRunning()) {
         log("Auto start enabled: starting forwarding service");
@@ -144,37 +123,70 @@ ServiceSnapshot ServiceController::load(bool startIfConfigured) {
     return snapshot();
 }
 
-ServiceSnapshot ServiceController::saveConfig(const ForwarderConfig& config) {
-    return storeAndApply(config, false);
+void ServiceController::reloadIfChangedOnDisk() {
+    if (m_configStore.changedOnDisk()) {
+        takeConfigFromDisk();
+    }
 }
 
-ServiceSnapshot ServiceController::storeAndApply(const ForwarderConfig& config,
-                                                 bool applyUnwritten) {
+void ServiceController::takeConfigFromDisk() {
+    using Kind = ConfigStore::Reread::Kind;
+    const auto file = m_configStore.configURL().string();
+    ConfigStore::Reread reread;
+    try {
+        reread = m_configStore.reread();
+    } catch (const std::exception& error) {
+        m_lastError = error.what();
+        log(std::string("ERROR: Failed to reload configuration: ") + error.what());
+        return;
+    }
+    if (reread.kind == Kind::valid) {
+        log("Configuration reloaded from " + file);
+        applyConfig(*reread.config, false);
+        return;
+    }
+    std::string why = " (" + (reread.kind == Kind::missing ? "missing" : reread.reason) + ")";
+    if (reread.setAside) {
+        why = " (set aside as " + reread.setAside->string() + ": " + reread.reason + ")";
+    }
+    // What cannot be read may still be the user's: only a file that is gone is replaced.
+    if (reread.kind != Kind::unreadable) {
+        try {
+            m_configStore.saveInternal(m_config);
+        } catch (const std::exception& error) {
+            why += std::string("; writing them back failed: ") + error.what();
+        }
+    }
+    log("WARNING: Configuration file " + file +
+        " could not be used on reload; keeping the settings in use" + why);
+}
+
+ServiceSnapshot ServiceController::saveConfig(const ForwarderConfig& config) {
+    return applyConfig(config, true);
+}
+
+ServiceSnapshot ServiceController::applyConfig(const ForwarderConfig& config, bool save) {
     const ForwarderConfig oldConfig = m_config;
     const bool wasRunning = probe(oldConfig.listenHost, oldConfig.listenPort).isRunning();
     ForwarderConfig updated = config;
-    bool valid = false;
     try {
         auto history = oldConfig.recentListenPorts;
         history.push_back(oldConfig.listenPort);
         history.push_back(updated.listenPort);
         updated.recordListenPorts(history);
         updated = updated.validated();
-        valid = true;
-        m_configStore.saveInternal(updated);
-        log("Configuration saved");
-    } catch (const std::exception& error) {
-        if (!valid || !applyUnwritten) {
-            m_lastError = error.what();
-            log(std::string("ERROR: Failed to save configuration: ") + error.what());
-            return snapshot();
+        if (save) {
+            m_configStore.saveInternal(updated);
+            log("Configuration saved");
         }
-        log(std::string("WARNING: Reloaded configuration applied but not written back: ") +
-            error.what());
+    } catch (const std::exception& error) {
+        m_lastError = error.what();
+        log(std::string("ERROR: Failed to save configuration: ") + error.what());
+        return snapshot();
     }
     m_config = updated;
     m_trend.setThreshold(m_config.failureThreshold);
-    m_currentTarget = m_config.target;
+    m_currentTarget = usableCachedTarget();
     m_lastError.reset();
     if (wasRunning && requiresSocatRestart(oldConfig, m_config)) {
         log("Configuration changed while running: restarting socat");
@@ -209,14 +221,12 @@ ServiceSnapshot ServiceController::restartAfterConfigChange(const ForwarderConfi
 }
 
 ServiceSnapshot ServiceController::start() {
+    reloadIfChangedOnDisk();
     m_trend.reset();
     return startForwarding();
 }
 
 ServiceSnapshot ServiceController::startForwarding() {
-    if (auto restarted = reloadIfChangedOnDisk()) {
-        return *restarted;
-    }
     if (m_isStartInProgress || probe().kind == SocatRuntimeStatus::Kind::trackedSocat) {
         m_status = ServiceStatus::running;
         m_lastError.reset();
@@ -276,6 +286,7 @@ ServiceSnapshot ServiceController::stopForwarding() {
 }
 
 ServiceSnapshot ServiceController::restart() {
+    reloadIfChangedOnDisk();
     m_trend.reset();
     stopForwarding();
     return startForwarding();
@@ -309,36 +320,8 @@ void ServiceController::note(const std::string& message) {
 }
 
 ServiceSnapshot ServiceController::reloadConfig() {
-    const auto& file = m_configStore.configURL();
-    std::error_code ignored;
-    const bool existed = std::filesystem::exists(file, ignored);
-    std::optional<ConfigStore::Loaded> loaded;
-    try {
-        loaded = m_configStore.loadReporting();
-    } catch (const std::exception& error) {
-        m_lastError = error.what();
-        log(std::string("ERROR: Failed to reload configuration: ") + error.what());
-        return snapshot();
-    }
-    // A missing or damaged file was replaced by the defaults; the settings in use are better.
-    if (!existed || loaded->setAside) {
-        std::string why;
-        if (loaded->setAside) {
-            why = " (set aside as " + loaded->setAside->path.string() + ": " +
-                  loaded->setAside->reason + ")";
-        }
-        try {
-            m_configStore.saveInternal(m_config);
-        } catch (const std::exception& error) {
-            why += std::string("; writing them back failed: ") + error.what();
-        }
-        log("WARNING: Configuration file " + file.string() +
-            " could not be used on reload; keeping the settings in use" + why);
-        return snapshot();
-    }
-    log("Configuration reloaded from " + file.string());
-    // The file already holds these settings; failing to rewrite it is no reason to ignore them.
-    return storeAndApply(loaded->config, true);
+    takeConfigFromDisk();
+    return snapshot();
 }
 
 void ServiceController::pruneLogs() {
@@ -355,14 +338,23 @@ TargetEndpoint ServiceController::resolveTargetWithFallbackLog(const std::string
     try {
         return m_targetResolver->resolve(m_config.discoveryURL);
     } catch (const std::exception& error) {
-        if (!m_config.target) {
+        const auto cached = usableCachedTarget();
+        if (!cached) {
             throw;
         }
         log("WARNING: " + context + " dynamic target lookup failed from " +
             m_config.discoveryURL.text + ": " + error.what() + "; using cached target " +
-            m_config.target->text());
-        m_cachedTargetUsed = m_config.target;
-        return *m_config.target;
+            cached->text());
+        m_cachedTargetUsed = cached;
+        return *cached;
+    }
+}
+
+std::optional<TargetEndpoint> ServiceController::usableCachedTarget() const {
+    try {
+        return m_config.target ? std::optional(m_config.target->validated()) : std::nullopt;
+    } catch (const TargetEndpoint::ValidationError&) {
+        return std::nullopt; // kept in the file as written, never forwarded to
     }
 }
 
@@ -422,6 +414,8 @@ ServiceSnapshot ServiceController::followMovedTarget(const TargetEndpoint& oldTa
 }
 
 ServiceSnapshot ServiceController::healthCheck() {
+    // A reload's own restart has its own lines; the check still runs all its steps after it.
+    reloadIfChangedOnDisk();
     m_cachedTargetUsed.reset();
     auto checked = runHealthCheck();
     m_lastHealthFindings = healthFindings(checked);
@@ -449,12 +443,9 @@ HealthFindings ServiceController::healthFindings(const ServiceSnapshot& checked)
 
 ServiceSnapshot ServiceController::runHealthCheck() {
     m_lastCheckAt = Clock::now();
-    if (auto restarted = reloadIfChangedOnDisk()) {
-        return *restarted;
-    }
     const auto runtimeStatus = probe();
     updateRuntimeStatus(runtimeStatus);
-    const auto oldTarget = m_config.target;
+    const auto oldTarget = usableCachedTarget();
     const auto target = refreshTarget("Health check", "ERROR: Health check failed: ");
     if (!target) {
         return snapshot();
@@ -475,14 +466,12 @@ ServiceSnapshot ServiceController::runHealthCheck() {
 }
 
 ServiceSnapshot ServiceController::checkNow() {
-    if (auto restarted = reloadIfChangedOnDisk()) {
-        return *restarted;
-    }
+    reloadIfChangedOnDisk();
     m_status = ServiceStatus::checking;
     m_lastCheckAt = Clock::now();
     const auto runtimeStatus = probe();
     updateRuntimeStatus(runtimeStatus);
-    const auto oldTarget = m_config.target;
+    const auto oldTarget = usableCachedTarget();
     const auto target = refreshTarget("Check", "ERROR: Target resolution failed: ");
     if (!target) {
         log(checkResultLogLine());

@@ -42,10 +42,8 @@ public:
     // A line from the application about itself, for the user who reads the log.
     virtual void note(const std::string& message);
 
-    // Rereads the configuration file and applies it as saveConfig does: a new forwarder only
-    // when the listen address, discovery URL or target changed; a failure to write it back is
-    // only warned of. A file that cannot be used is set aside as at load; the settings in memory
-    // then stay and are written back.
+    // Rereads the configuration file as a check does when the file changed on disk (see
+    // takeConfigFromDisk).
     virtual ServiceSnapshot reloadConfig();
     // Drops log lines older than the configured logRetentionDays; a failure is ignored.
     virtual void pruneLogs();
@@ -73,14 +71,20 @@ private:
     SocatRuntimeStatus probe();
     // Passwords in URLs are shown as "***".
     void log(const std::string& message);
-    // saveConfig's steps; with applyUnwritten, a record that could not be written is applied
-    // all the same, with a warning.
-    ServiceSnapshot storeAndApply(const ForwarderConfig& config, bool applyUnwritten);
-    // Takes the stored record as load does; false, with the failure logged, when it cannot.
-    bool adoptStoredConfig(const std::string& loadedLine);
-    // A hand edit of the file since our last read or write wins over our copy, as it would at
-    // the next start. A snapshot when that restarted the forwarder.
-    std::optional<ServiceSnapshot> reloadIfChangedOnDisk();
+    // saveConfig's steps; without save, for a record just read from the file, nothing is written.
+    ServiceSnapshot applyConfig(const ForwarderConfig& config, bool save);
+    // The one way the file is taken from disk once loaded, asked for or found changed: a valid
+    // file is applied as a save would be (a new forwarder only when the listen address,
+    // discovery URL or target changed); otherwise the settings in use stay, with one warning,
+    // and are written back in place of a missing or damaged file (set aside first); an
+    // unreadable one is left as it is.
+    void takeConfigFromDisk();
+    // A hand edit of the file since our last look wins over our copy, as it would at the next
+    // start; it runs before an operation, which then goes through all its own steps.
+    void reloadIfChangedOnDisk();
+    // The cached target, unless it is one socat could not use; such a target stays in the file
+    // as written.
+    std::optional<TargetEndpoint> usableCachedTarget() const;
     void fail(const std::string& errorText, const std::string& logPrefix);
     TargetEndpoint resolveTargetWithFallbackLog(const std::string& context);
     // Caches the target and persists it when the record is valid; a failed write is ignored.

@@ -98,7 +98,7 @@ TEST_P(LookAlikeProcessTest, OnlyOurOwnSocatAndItsForkedChildrenAreSignalled) {
     lookAlike.reset();
     ASSERT_TRUE(waitUntil([&] { return !listens(m_host); }));
     const auto ours = m_manager.start(config, target);
-    ASSERT_TRUE(listens(m_host));
+    ASSERT_TRUE(waitUntil([&] { return listens(m_host); })); // a start does not wait for it
     auto ourClient = connectClient();
     const harness::ChildProcess ourChild(awaitChildOf(ours));
 
@@ -139,7 +139,7 @@ TEST_F(StoppedForwarderTest, IsReplacedByTheNextCheckAndLeavesNothingBehind) {
         // qarvexd reaps its own child; the one it found belongs to init.
         EXPECT_TRUE(waitUntil(
             [&] { return round == 1 ? !processState(stopped[0]) : !isAlive(stopped[0]); }));
-        EXPECT_TRUE(isListening(m_listenPort));
+        EXPECT_TRUE(waitUntil([&] { return isListening(m_listenPort); }));
         m_daemon->signal(SIGKILL); // leaves its socat to be found
         ASSERT_TRUE(m_daemon->waitForExit(std::chrono::seconds(30)));
     }

@@ -16,7 +16,7 @@ inline const std::vector<std::string>& hostileHosts() {
         "a,b",
         "h!x",
         "1.2.3.4:5",
-        "::1", // an IPv6 literal needs its brackets
+        "::1", // an IPv6 literal needs its brackets (a listen host gets them)
         "h x",
         "h\nx",
         "h\tx",

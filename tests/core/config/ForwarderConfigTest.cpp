@@ -47,8 +47,9 @@ TEST(ForwarderConfig, PortHistoryKeepsTheNewestEightValidPortsCurrentLast) {
     EXPECT_THAT(config.historicalListenPorts(), ElementsAre(18091, 18082));
 }
 
-// Listen ports are valid from 1024 to 65535; the first fault found is named.
-TEST(ForwarderConfig, ValidatedChecksThePortsThenTheListenHostThenTheTarget) {
+// Listen ports are valid from 1024 to 65535; the first fault found is named. Hosts, listen or
+// cached, are the socat command's business.
+TEST(ForwarderConfig, ValidatedChecksThePortsAndNothingElse) {
     using Target = std::pair<std::string, std::int64_t>;
     struct Case {
         std::int64_t listenPort;
@@ -63,9 +64,8 @@ TEST(ForwarderConfig, ValidatedChecksThePortsThenTheListenHostThenTheTarget) {
         {65536, {}, "127.0.0.1", {}, "invalidListenPort(65536)"},
         {18082, {80}, "127.0.0.1", {}, "invalidListenPort(80)"},
         {70, {80}, "a,b", Target{"", 0}, "invalidListenPort(70)"},
-        {18082, {}, "a,b", Target{"", 0}, R"(invalidListenHost("a,b"))"},
-        {18082, {}, "a\\\"\n", {}, R"(invalidListenHost("a\\\"\n"))"},
-        {18082, {}, "127.0.0.1", Target{" h", 3260}, R"(invalidHost(" h"))"}, // not trimmed
+        {18082, {}, "a,b", Target{"", 0}, ""},
+        {18082, {}, "::1", Target{" h", 3260}, ""},
     };
     for (const auto& [listenPort, recent, listenHost, target, error] : cases) {
         auto config = makeConfig(18082, {});
@@ -136,11 +136,12 @@ TEST(ForwarderConfig, DecodingRefusesMissingKeysWrongTypesAndFractions) {
     EXPECT_EQ(ForwarderConfig::fromJson(json).listenPort, 18082);
 }
 
-TEST(TargetEndpoint, TrimsTheHostThenChecksItBeforeThePort) {
+TEST(TargetEndpoint, TrimsTheHostThenRefusesAnEmptyHostThenThePortThenTheHost) {
     EXPECT_EQ(TargetEndpoint(" \t10.0.0.5\xE3\x80\x80\n", 3260).text(), "10.0.0.5:3260");
     const std::tuple<std::string, std::int64_t, const char*> cases[] = {
         {"  \n", 0, "emptyHost"},
-        {" a,b ", 0, R"(invalidHost("a,b"))"},
+        {" a,b ", 0, "invalidPort(0)"},
+        {" a,b ", 1, R"(invalidHost("a,b"))"},
         {std::string("h\0,fork", 7), 1, R"(invalidHost("h\u{0},fork"))"},
         {"h", 0, "invalidPort(0)"},
         {"h", -1, "invalidPort(-1)"},

@@ -169,6 +169,11 @@ TEST(TargetResolverParseLocation, RefusesWhatNamesNoUsableTarget) {
         {"http://10.0.0.5", E::malformedLocation("http://10.0.0.5")},
         {" http://10.0.0.5:/x ", E::malformedLocation(" http://10.0.0.5:/x ")},
         {"mailto:x", E::unsupportedLocationScheme("mailto")},
+        // Not a URL at all, whatever its scheme: malformed before any scheme is looked at.
+        {"ftp://a b:1/", E::malformedLocation("ftp://a b:1/")},
+        {"ftp://h:x/", E::malformedLocation("ftp://h:x/")},
+        {"/a%zz", E::malformedLocation("/a%zz")},
+        {"x/[y]", E::malformedLocation("x/[y]")},
         {"urn:isbn:1", E::unsupportedLocationScheme("urn")},
         {"http://", E::malformedLocation("http://")},
         {"http://h:99999999999999999999/", E::malformedLocation("http://h:99999999999999999999/")},
