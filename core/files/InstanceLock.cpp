@@ -25,8 +25,14 @@ InstanceLock::InstanceLock(const std::filesystem::path& configFile,
         m_files.clear();
         return;
     }
-    const auto config = ConfigStore(configFile).peek().value_or(ForwarderConfig::defaults());
-    m_port.emplace(config.listenPort);
+    // Only a port the file names: the defaults' port is claimed when forwarding starts on it,
+    // so a program left on the defaults (a damaged file) holds no port it does not use.
+    const auto config = ConfigStore(configFile).peek();
+    if (!config) {
+        m_held = true;
+        return;
+    }
+    m_port.emplace(config->listenPort);
     if (!m_port->isHeld()) {
         m_holder = m_port->holder();
         m_port.reset();

@@ -17,8 +17,8 @@ namespace velquor {
 // - the configuration file: ".<name>.lock" beside the file it really is (through a symlink),
 //   or beside the path as given when nothing can be created there;
 // - the log file: ".<name>.lock" beside it;
-// - the listen port the configuration names (the default when it names no valid one): a
-//   PortLock.
+// - the listen port a valid configuration names, as a PortLock (forwarding on the default
+//   port of a missing or damaged file claims it when it starts).
 // A lock file that cannot be created for lack of permission is left out: where this user
 // cannot create a file, neither program can rewrite one. All are taken without waiting, or
 // none; a holder killed by SIGKILL leaves nothing behind.
