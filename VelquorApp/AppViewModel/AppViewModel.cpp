@@ -25,18 +25,6 @@ QString qt(const std::string& text) {
 
 const QString noneText = QStringLiteral("无");
 
-ForwarderConfig rebased(ForwarderConfig draft, const ForwarderConfig& previous,
-                        const ForwarderConfig& inUse) {
-    const auto follow = [&](auto... fields) {
-        ((draft.*fields == previous.*fields ? void(draft.*fields = inUse.*fields) : void()), ...);
-    };
-    using C = ForwarderConfig;
-    follow(&C::listenHost, &C::listenPort, &C::discoveryURL, &C::checkIntervalSeconds,
-           &C::failureThreshold, &C::autoStart, &C::logRetentionDays, &C::target,
-           &C::recentListenPorts, &C::desktopNotifications);
-    return draft;
-}
-
 // What the settings form shows of a configuration: not what the controller keeps by itself.
 ForwarderConfig formOf(ForwarderConfig config) {
     config.target.reset();
@@ -173,7 +161,7 @@ void AppViewModel::rebaseDraft(const ForwarderConfig& previous) {
     if (previous == inUse) {
         return;
     }
-    publish(m_config, rebased(m_config, previous, inUse), &AppViewModel::configChanged);
+    publish(m_config, m_config.rebased(previous, inUse), &AppViewModel::configChanged);
     if (validListenPort(m_listenPortText) == previous.listenPort) {
         publish(m_listenPortText, QString::number(inUse.listenPort),
                 &AppViewModel::listenPortTextChanged);

@@ -97,6 +97,19 @@ void ForwarderConfig::validateListenPort(std::int64_t port) {
     }
 }
 
+ForwarderConfig ForwarderConfig::rebased(const ForwarderConfig& basis,
+                                         const ForwarderConfig& current) const {
+    ForwarderConfig draft = *this;
+    const auto follow = [&](auto... fields) {
+        ((draft.*fields == basis.*fields ? void(draft.*fields = current.*fields) : void()), ...);
+    };
+    using C = ForwarderConfig;
+    follow(&C::listenHost, &C::listenPort, &C::discoveryURL, &C::checkIntervalSeconds,
+           &C::failureThreshold, &C::autoStart, &C::logRetentionDays, &C::target,
+           &C::recentListenPorts, &C::desktopNotifications);
+    return draft;
+}
+
 ForwarderConfig ForwarderConfig::validated() const {
     validateListenPort(listenPort);
     validatePorts(recentListenPorts);

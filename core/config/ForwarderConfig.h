@@ -77,6 +77,11 @@ struct ForwarderConfig {
     // entry of the history. Nothing else is checked.
     ForwarderConfig validated() const;
 
+    // This draft's own changes from `basis`, laid over `current`: a field the draft left as it
+    // was in `basis` takes its value from `current`, so what changed elsewhere meanwhile (a hand
+    // edit of the file) stays beside what the draft changed.
+    ForwarderConfig rebased(const ForwarderConfig& basis, const ForwarderConfig& current) const;
+
     // All-or-nothing: an invalid port among the given ones changes nothing.
     void recordListenPorts(const std::vector<std::int64_t>& ports);
 

@@ -162,7 +162,11 @@ void ServiceController::takeConfigFromDisk() {
 }
 
 ServiceSnapshot ServiceController::saveConfig(const ForwarderConfig& config) {
-    return applyConfig(config, true);
+    // A draft is made from the settings in use. One made before a hand edit that was not taken
+    // yet would undo it: the edit is taken first, and the draft's own changes go over it.
+    const ForwarderConfig basis = m_config;
+    reloadIfChangedOnDisk();
+    return applyConfig(config.rebased(basis, m_config), true);
 }
 
 ServiceSnapshot ServiceController::applyConfig(const ForwarderConfig& config, bool save) {

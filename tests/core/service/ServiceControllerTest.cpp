@@ -228,6 +228,14 @@ TEST_F(ServiceControllerTest, EachOperationEndsInItsStatusErrorAndLogLines) {
              "Check result: status=running, listener=127.0.0.1:18090, "
              "socat=trackedSocat(pid=4243), pid=4243"},
          std::nullopt, [](auto& snapshot) { EXPECT_TRUE(snapshot.lastCheckAt); }},
+        {"a save keeps a hand edit its draft was made before", running,
+         fileEdit("checkIntervalSeconds", 90),
+         saving([](auto& config) { config.failureThreshold = 7; }), ServiceStatus::running,
+         Log{reloaded, "Configuration saved"}, std::nullopt,
+         [&](auto&) {
+             EXPECT_EQ(storedConfig()["checkIntervalSeconds"], 90);
+             EXPECT_EQ(storedConfig()["failureThreshold"], 7);
+         }},
         {"a half-saved file is set aside at load", unloaded, halfSaved, load,
          ServiceStatus::stopped,
          Log{AllOf(StartsWith("WARNING: Damaged configuration file set aside as " + asidePrefix),
