@@ -2,7 +2,7 @@
 PRESET ?= dev
 BUILD_DIR := build/$(PRESET)
 
-.PHONY: all deps configure build test run bench package fuzz clean format
+.PHONY: all deps configure build test run bench package package-check fuzz clean format
 
 all: build
 
@@ -32,9 +32,17 @@ run: build
 bench: build
 	@$(BUILD_DIR)/bench/velquor_bench
 
-# A Debian package of the programs, the desktop entry, the icon and the user unit.
-package: build
-	@cd $(BUILD_DIR) && cpack
+# Two Debian packages in build/package, from a release build with Debian's hardening flags:
+# qarvexd (the service and its user unit) and qarvex (the desktop application).
+package: deps
+	@cmake --preset package -DCMAKE_CXX_COMPILER_LAUNCHER=$(shell command -v ccache) >/dev/null
+	@cmake --build --preset package
+	@cd build/package && rm -f ./*.deb && cpack >/dev/null && ls ./*.deb
+
+# Builds the packages, then lintian (no error, no warning), the desktop entry, the AppStream
+# metadata, the manual pages and the hardening of both programs.
+package-check: package
+	@scripts/package-check build/package
 
 # Runs one libFuzzer target (location, config, lsof, log_preview) for SECONDS, built with clang
 # in the fuzz preset. What it learns stays in build/fuzz/corpus/<target>, seeded from
