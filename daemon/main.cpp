@@ -6,9 +6,11 @@
 #include "core/discovery/CurlHttpSession.h"
 #include "core/files/InstanceLock.h"
 #include "core/forwarding/PosixSocatProcessLauncher.h"
+#include "core/logging/StandardErrorLog.h"
 #include "core/service/DefaultController.h"
 #include "daemon/ServiceLoop.h"
 #include "daemon/StopGuardedLauncher.h"
+#include "daemon/SystemdNotifier.h"
 
 #include <csignal>
 #include <iostream>
@@ -71,6 +73,7 @@ int main(int argc, char** argv) {
 
     std::unique_ptr<velquor::InstanceLock> lock;
     std::unique_ptr<velquor::ServiceController> controller;
+    const auto standardError = std::make_shared<velquor::StandardErrorLog>();
     try {
         const auto files = velquor::FileLocations::forCurrentUser();
         lock = std::make_unique<velquor::InstanceLock>(files.configFile, files.logFile, "qarvexd");
@@ -82,11 +85,12 @@ int main(int argc, char** argv) {
             std::make_unique<velquor::StopGuardedLauncher>(
                 std::make_unique<velquor::PosixSocatProcessLauncher>(),
                 &velquor::stopSignalPending),
-            std::make_unique<velquor::CurlHttpSession>(&velquor::stopSignalPending));
+            std::make_unique<velquor::CurlHttpSession>(&velquor::stopSignalPending), standardError);
     } catch (const std::exception& error) {
         std::cerr << "qarvexd: " << error.what() << "\n";
         return 1;
     }
-    velquor::serveUntilStopSignal(*controller, *signals);
+    velquor::SystemdNotifier manager;
+    velquor::serveUntilStopSignal(*controller, *signals, manager, *standardError);
     return 0;
 }
