@@ -198,9 +198,9 @@ private:
 
     // Every snapshot goes through here: the forwarder is watched from the moment one shows it.
     void seen(const ServiceSnapshot& snapshot) {
-        m_snapshot = snapshot;
-        m_forwarder.follow(snapshot, SteadyClock::now());
         const auto now = SteadyClock::now();
+        m_snapshot = snapshot;
+        m_forwarder.follow(snapshot, now);
         m_retry.statusSeen(snapshot.status, now, interval());
         std::optional<std::chrono::seconds> retryIn;
         if (const auto due = m_retry.dueAt()) {
