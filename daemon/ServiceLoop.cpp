@@ -6,16 +6,17 @@
 #include "core/service/CheckInterval.h"
 #include "core/service/EarlyCheckSchedule.h"
 #include "core/service/FailedStartRetry.h"
+#include "core/service/ServiceStatusLine.h"
 #include "core/system/DescriptorWait.h"
 #include "core/system/NetworkChangeMonitor.h"
 #include "core/system/ResumeDetector.h"
 #include "core/system/WakeUpWatch.h"
+#include "daemon/ServiceManagerUpdates.h"
 
 #include <algorithm>
 #include <array>
 #include <chrono>
 #include <csignal>
-#include <iostream>
 #include <memory>
 
 namespace velquor {
@@ -33,18 +34,25 @@ std::chrono::milliseconds checkInterval(const ServiceSnapshot& snapshot) {
 // once on standard error (the journal under systemd) and once more when it is written again.
 class LogTroubleReport {
 public:
+    explicit LogTroubleReport(LogMirroring& standardError) : m_standardError(standardError) {}
+
     void update(const ServiceController& controller) {
         const auto& error = controller.logWriteError();
         if (error && !m_told) {
-            std::cerr << "qarvexd: cannot write the log (" << *error
-                      << "); forwarding goes on without it\n";
+            tell("WARNING: qarvexd cannot write the log (" + *error +
+                 "); forwarding goes on without it");
         } else if (!error && m_told) {
-            std::cerr << "qarvexd: the log is written again\n";
+            tell("qarvexd: the log is written again");
         }
         m_told = error.has_value();
     }
 
 private:
+    void tell(const std::string& line) {
+        m_standardError.mirror(line, std::chrono::system_clock::now());
+    }
+
+    LogMirroring& m_standardError;
     bool m_told = false;
 };
 
@@ -148,8 +156,10 @@ bool drained(std::unique_ptr<Source>& source, ServiceController& controller, con
 // Load (with auto start), then waits in one ppoll for whatever comes first, and acts on it.
 class ServiceLoop {
 public:
-    ServiceLoop(ServiceController& controller, SignalDescriptor& signals)
-        : m_controller(controller), m_signals(signals) {}
+    ServiceLoop(ServiceController& controller, SignalDescriptor& signals,
+                ServiceManagerNotifying& manager, LogMirroring& standardError)
+        : m_controller(controller), m_signals(signals), m_logTrouble(standardError),
+          m_manager(manager, SteadyClock::now()) {}
 
     void run() {
         begin();
@@ -165,6 +175,7 @@ public:
             runDueWork(SteadyClock::now());
             m_logTrouble.update(m_controller);
         }
+        m_manager.stopping();
         m_controller.stop();
         m_logTrouble.update(m_controller);
     }
@@ -178,6 +189,7 @@ private:
             seen(m_controller.refreshRuntimeStatus());
         }
         m_logTrouble.update(m_controller);
+        m_manager.ready();
         m_network = optionalSource<NetworkChangeMonitor>(m_controller, "Network changes");
         m_wakeUps = optionalSource<WakeUpWatch>(m_controller, "Resume from suspend");
         m_nextCheck = SteadyClock::now() + interval();
@@ -186,16 +198,22 @@ private:
 
     // Every snapshot goes through here: the forwarder is watched from the moment one shows it.
     void seen(const ServiceSnapshot& snapshot) {
+        const auto now = SteadyClock::now();
         m_snapshot = snapshot;
-        m_forwarder.follow(snapshot, SteadyClock::now());
-        m_retry.statusSeen(snapshot.status, SteadyClock::now(), interval());
+        m_forwarder.follow(snapshot, now);
+        m_retry.statusSeen(snapshot.status, now, interval());
+        std::optional<std::chrono::seconds> retryIn;
+        if (const auto due = m_retry.dueAt()) {
+            retryIn = std::chrono::ceil<std::chrono::seconds>(*due - now);
+        }
+        m_manager.status(ServiceStatusLine::compose(snapshot, retryIn));
     }
 
     std::chrono::milliseconds interval() const { return checkInterval(m_snapshot); }
 
     SteadyClock::time_point deadline() const {
         auto deadline = std::min(m_nextCheck, m_nextPrune);
-        for (const auto& due : {m_early.dueAt(), m_retry.dueAt()}) {
+        for (const auto& due : {m_early.dueAt(), m_retry.dueAt(), m_manager.watchdogDueAt()}) {
             deadline = due ? std::min(deadline, *due) : deadline;
         }
         return deadline;
@@ -209,7 +227,9 @@ private:
                 return false;
             }
             if (*signal == SIGHUP) {
+                m_manager.reloading();
                 seen(m_controller.reloadConfig());
+                m_manager.ready();
                 m_nextCheck = std::min(m_nextCheck, SteadyClock::now() + interval());
             }
             m_checkAsked = m_checkAsked || *signal == SIGUSR1;
@@ -233,6 +253,7 @@ private:
     }
 
     void runDueWork(SteadyClock::time_point now) {
+        m_manager.pingIfDue(now);
         if (now >= m_nextPrune) {
             m_controller.pruneLogs();
             m_nextPrune = now + pruneInterval;
@@ -263,6 +284,7 @@ private:
     ServiceController& m_controller;
     SignalDescriptor& m_signals;
     LogTroubleReport m_logTrouble;
+    ServiceManagerUpdates m_manager;
     ForwarderWatch m_forwarder;
     FailedStartRetry m_retry;
     ServiceSnapshot m_snapshot;
@@ -295,8 +317,9 @@ std::vector<int> handledSignalNumbers() {
     return numbers;
 }
 
-void serveUntilStopSignal(ServiceController& controller, SignalDescriptor& signals) {
-    ServiceLoop(controller, signals).run();
+void serveUntilStopSignal(ServiceController& controller, SignalDescriptor& signals,
+                          ServiceManagerNotifying& manager, LogMirroring& standardError) {
+    ServiceLoop(controller, signals, manager, standardError).run();
 }
 
 } // namespace velquor

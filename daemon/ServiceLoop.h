@@ -1,7 +1,9 @@
 #pragma once
 
+#include "core/logging/LogMirroring.h"
 #include "core/service/ServiceController.h"
 #include "core/system/SignalDescriptor.h"
+#include "daemon/ServiceManagerNotifying.h"
 
 #include <csignal>
 #include <vector>
@@ -26,7 +28,10 @@ bool stopSignalPending();
 // Load (with auto start), then health checks at the interval and earlier when our forwarder
 // exits unasked, the machine resumes, the network changes or SIGUSR1 asks; a failed start tried
 // again with back-off, a reload on SIGHUP and the log pruned daily, until a stop signal; then
-// stop. One ppoll waits for all of it.
-void serveUntilStopSignal(ServiceController& controller, SignalDescriptor& signals);
+// stop. One ppoll waits for all of it. The service manager hears when it is ready, reloads and
+// stops, how it is, and gets its watchdog pings from this loop; log trouble is told on
+// standardError.
+void serveUntilStopSignal(ServiceController& controller, SignalDescriptor& signals,
+                          ServiceManagerNotifying& manager, LogMirroring& standardError);
 
 } // namespace velquor

@@ -1,14 +1,18 @@
 // qarvexd: the forwarding service without a user interface. Loads the configuration (starting
 // forwarding when it says so), then checks itself at the configured interval until SIGTERM,
 // SIGINT or SIGQUIT, when it stops its forwarder and exits 0. SIGHUP rereads the configuration,
-// SIGUSR1 asks for a health check at once; a failed start is tried again by itself.
+// SIGUSR1 asks for a health check at once; a failed start is tried again by itself. Each log line
+// also goes to standard error, and under systemd (Type=notify) it reports readiness, reloads,
+// the stop and a status line, and pings the watchdog.
 #include "core/BuildInfo.h"
 #include "core/discovery/CurlHttpSession.h"
 #include "core/files/InstanceLock.h"
 #include "core/forwarding/PosixSocatProcessLauncher.h"
+#include "core/logging/StandardErrorLog.h"
 #include "core/service/DefaultController.h"
 #include "daemon/ServiceLoop.h"
 #include "daemon/StopGuardedLauncher.h"
+#include "daemon/SystemdNotifier.h"
 
 #include <csignal>
 #include <iostream>
@@ -21,7 +25,8 @@ void printUsage(std::ostream& out) {
            "Keeps a local socat forwarder pointed at the iSCSI target that the configured\n"
            "discovery URL names, and checks it at the configured interval. Settings are read\n"
            "from ${XDG_CONFIG_HOME:-~/.config}/Velquor/config.json; the log is written to\n"
-           "${XDG_STATE_HOME:-~/.local/state}/Velquor/service.log. SIGTERM, SIGINT or SIGQUIT\n"
+           "${XDG_STATE_HOME:-~/.local/state}/Velquor/service.log and each line also to standard\n"
+           "error (in the journal's form when that is the journal). SIGTERM, SIGINT or SIGQUIT\n"
            "stops forwarding and exits; SIGHUP rereads the settings; SIGUSR1 runs a health\n"
            "check at once. A start that failed is tried again after 5 s, then after twice as\n"
            "long each time, at most the check interval. Only one qarvexd or qarvex runs for a\n"
@@ -71,6 +76,7 @@ int main(int argc, char** argv) {
 
     std::unique_ptr<velquor::InstanceLock> lock;
     std::unique_ptr<velquor::ServiceController> controller;
+    const auto standardError = std::make_shared<velquor::StandardErrorLog>();
     try {
         const auto files = velquor::FileLocations::forCurrentUser();
         lock = std::make_unique<velquor::InstanceLock>(files.configFile, files.logFile, "qarvexd");
@@ -82,11 +88,12 @@ int main(int argc, char** argv) {
             std::make_unique<velquor::StopGuardedLauncher>(
                 std::make_unique<velquor::PosixSocatProcessLauncher>(),
                 &velquor::stopSignalPending),
-            std::make_unique<velquor::CurlHttpSession>(&velquor::stopSignalPending));
+            std::make_unique<velquor::CurlHttpSession>(&velquor::stopSignalPending), standardError);
     } catch (const std::exception& error) {
         std::cerr << "qarvexd: " << error.what() << "\n";
         return 1;
     }
-    velquor::serveUntilStopSignal(*controller, *signals);
+    velquor::SystemdNotifier manager;
+    velquor::serveUntilStopSignal(*controller, *signals, manager, *standardError);
     return 0;
 }

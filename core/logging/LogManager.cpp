@@ -188,7 +188,8 @@ int number(std::string_view digits) {
 
 } // namespace
 
-LogManager::LogManager(std::filesystem::path logURL) : m_logURL(std::move(logURL)) {}
+LogManager::LogManager(std::filesystem::path logURL, std::shared_ptr<LogMirroring> mirror)
+    : m_logURL(std::move(logURL)), m_mirror(std::move(mirror)) {}
 
 std::string LogManager::formatTimestamp(Clock::time_point date) {
     const std::time_t seconds = Clock::to_time_t(date);
@@ -250,6 +251,9 @@ void LogManager::ensureParentDirectoryExists() const {
 }
 
 void LogManager::append(std::string_view message, Clock::time_point date) const {
+    if (m_mirror) {
+        m_mirror->mirror(message, date);
+    }
     ensureParentDirectoryExists();
     std::string line = "[" + formatTimestamp(date) + "] ";
     line.append(message);

@@ -1,8 +1,11 @@
 #pragma once
 
+#include "core/logging/LogMirroring.h"
+
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -17,7 +20,9 @@ class LogManager {
 public:
     using Clock = std::chrono::system_clock;
 
-    explicit LogManager(std::filesystem::path logURL);
+    // mirror, when given, also gets each appended line (qarvexd's copy on standard error).
+    explicit LogManager(std::filesystem::path logURL,
+                        std::shared_ptr<LogMirroring> mirror = nullptr);
 
     const std::filesystem::path& logURL() const noexcept { return m_logURL; }
 
@@ -43,6 +48,7 @@ private:
     void ensureParentDirectoryExists() const;
 
     std::filesystem::path m_logURL;
+    std::shared_ptr<LogMirroring> m_mirror;
 };
 
 } // namespace velquor

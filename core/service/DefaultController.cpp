@@ -68,10 +68,9 @@ DefaultController::makeDefaultController(const FileLocations& locations) {
                                  std::make_unique<CurlHttpSession>());
 }
 
-std::unique_ptr<ServiceController>
-DefaultController::makeDefaultController(const FileLocations& locations,
-                                         std::unique_ptr<SocatProcessLaunching> processLauncher,
-                                         std::unique_ptr<HttpSession> httpSession) {
+std::unique_ptr<ServiceController> DefaultController::makeDefaultController(
+    const FileLocations& locations, std::unique_ptr<SocatProcessLaunching> processLauncher,
+    std::unique_ptr<HttpSession> httpSession, std::shared_ptr<LogMirroring> logMirror) {
     auto socatManager = std::make_unique<SocatManager>(
         resolveSocatURL(), std::make_unique<NetworkPortChecker>(), std::move(processLauncher),
         std::make_unique<LsofListenerProbe>(LsofListenerProbe::defaultLsofPath()),
@@ -79,7 +78,7 @@ DefaultController::makeDefaultController(const FileLocations& locations,
         std::make_unique<ProcForwarderOwnershipChecker>(),
         std::make_unique<SystemAddressResolver>(), std::make_unique<PortLockClaim>());
     return std::make_unique<ServiceController>(
-        ConfigStore(locations.configFile), LogManager(locations.logFile),
+        ConfigStore(locations.configFile), LogManager(locations.logFile, std::move(logMirror)),
         std::make_unique<TargetResolver>(std::move(httpSession)), std::move(socatManager),
         std::make_unique<NetworkPortChecker>());
 }

@@ -18,11 +18,13 @@ public:
     static std::unique_ptr<ServiceController> makeDefaultController();
     static std::unique_ptr<ServiceController> makeDefaultController(const FileLocations& locations);
     // The same with the process launcher and the HTTP client given, for a program that wraps
-    // them (qarvexd makes both give up once it is asked to stop).
+    // them (qarvexd makes both give up once it is asked to stop), and where the log's lines
+    // are copied too (qarvexd's standard error).
     static std::unique_ptr<ServiceController>
     makeDefaultController(const FileLocations& locations,
                           std::unique_ptr<SocatProcessLaunching> processLauncher,
-                          std::unique_ptr<HttpSession> httpSession);
+                          std::unique_ptr<HttpSession> httpSession,
+                          std::shared_ptr<LogMirroring> logMirror = nullptr);
 
     // The socat shipped beside the program (<program folder>/../libexec/velquor/socat) wins;
     // then the first executable system candidate; then the last candidate unchecked, so that

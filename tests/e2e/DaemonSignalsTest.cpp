@@ -1,6 +1,7 @@
 // qarvexd as a user and systemd treat it: a second forwarder for the same user, signals at any
 // moment (also while discovery hangs), a reload, a log path that cannot be written. Runs the
 // real qarvexd and socat without root; the target is a plain listening socket.
+#include "core/logging/LogManager.h"
 #include "tests/e2e/WholeSystem.h"
 
 #include <gmock/gmock.h>
@@ -145,6 +146,7 @@ TEST_F(DaemonSignalsTest, AnUnwritableLogIsToldOnceAndTheServiceGoesOn) {
     })) << output();
     EXPECT_EQ(terminate(), 0);
     EXPECT_EQ(occurrences(output(), "cannot write the log"), 1u) << output();
+    EXPECT_TRUE(LogManager::parseBracketTimestamp(output())) << "stamped outside the journal";
 }
 
 } // namespace
