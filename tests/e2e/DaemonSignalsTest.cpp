@@ -102,8 +102,11 @@ TEST_F(DaemonSignalsTest, SighupRereadsTheSettingsAndKeepsThemWhenTheFileIsDamag
     // (socat forks a child per connection, so the list may hold more than the forwarder.)
     EXPECT_THAT(socatsListeningOn(m_listenPort), ::testing::Contains(forwarder.front()));
     EXPECT_EQ(occurrences(log(), "socat started"), 1u) << "forwarding went on untouched";
+    const auto checks = occurrences(log(), "Health check passed");
     m_daemon->signal(SIGUSR1);
     EXPECT_TRUE(waitForLog("Health check early: asked by SIGUSR1")) << log();
+    // The check ends by storing the target it found; the edit below comes after it.
+    EXPECT_TRUE(waitForLog("Health check passed", checks + 1)) << log();
 
     auto moved = config(true);
     moved["listenPort"] = m_movedPort;
