@@ -1,16 +1,11 @@
 #include "core/files/AtomicFile.h"
 
-#include "core/files/FileDescriptor.h"
+#include "core/files/AtomicFileWriter.h"
 
 #include <cerrno>
-#include <cstdio>
-#include <fcntl.h>
-#include <random>
 #include <string>
-#include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
-#include <utility>
 
 namespace velquor {
 
@@ -18,41 +13,6 @@ namespace {
 
 [[noreturn]] void fail(int error, const std::string& what) {
     throw std::system_error(error, std::generic_category(), what);
-}
-
-void syncFolder(const std::filesystem::path& folder) {
-    // Makes the rename itself durable; some file systems refuse fsync on folders, harmlessly.
-    FileDescriptor fd(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (fd.get() >= 0) {
-        ::fsync(fd.get());
-    }
-}
-
-void setMode(int fd, mode_t mode, const std::string& path) {
-    if (::fchmod(fd, mode) != 0) {
-        fail(errno, "setting the mode of " + path);
-    }
-}
-
-// Named like the file with a random suffix, created exclusively so that the kernel applies the
-// umask to the creation mode: mkstemp would always give 0600.
-FileDescriptor createTemporaryFile(const std::filesystem::path& folder, const std::string& name,
-                                   NewFileMode newFileMode, std::string& temporary) {
-    static thread_local std::mt19937_64 random{std::random_device{}()};
-    const mode_t mode = newFileMode == NewFileMode::privateToUser ? 0600 : 0666;
-    for (int attempt = 0;; ++attempt) {
-        char suffix[20];
-        std::snprintf(suffix, sizeof suffix, ".%016llx", static_cast<unsigned long long>(random()));
-        temporary = (folder / ("." + name + suffix)).string();
-        FileDescriptor fd(
-            ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, mode));
-        if (fd.get() >= 0) {
-            return fd;
-        }
-        if (errno != EEXIST || attempt == 100) {
-            fail(errno, "creating a temporary file in " + folder.string());
-        }
-    }
 }
 
 } // namespace
@@ -72,34 +32,9 @@ void writeAll(int fd, std::string_view bytes, const std::string& path) {
 
 void writeFileAtomically(const std::filesystem::path& path, std::string_view bytes,
                          NewFileMode newFileMode) {
-    const auto folder =
-        path.parent_path().empty() ? std::filesystem::path(".") : path.parent_path();
-    std::string temporary;
-    FileDescriptor fd =
-        createTemporaryFile(folder, path.filename().string(), newFileMode, temporary);
-    try {
-        struct stat existing {};
-        if (::stat(path.c_str(), &existing) == 0) {
-            setMode(fd.get(), existing.st_mode & 07777, temporary);
-        } else if (newFileMode == NewFileMode::privateToUser) {
-            // Exactly 0600, whatever the umask left of it.
-            setMode(fd.get(), 0600, temporary);
-        }
-        writeAll(fd.get(), bytes, temporary);
-        if (::fsync(fd.get()) != 0) {
-            fail(errno, "flushing " + temporary);
-        }
-        if (fd.close() != 0) {
-            fail(errno, "closing " + temporary);
-        }
-        if (::rename(temporary.c_str(), path.c_str()) != 0) {
-            fail(errno, "replacing " + path.string());
-        }
-    } catch (...) {
-        ::unlink(temporary.c_str());
-        throw;
-    }
-    syncFolder(folder);
+    AtomicFileWriter writer(path, newFileMode);
+    writer.write(bytes);
+    writer.commit();
 }
 
 void createDirectories(const std::filesystem::path& folder) {

@@ -1,13 +1,13 @@
 #include "core/logging/LogManager.h"
 
 #include "core/files/AtomicFile.h"
+#include "core/files/AtomicFileWriter.h"
 #include "core/files/FileDescriptor.h"
 #include "core/logging/StampedLineFilter.h"
 #include "core/text/Utf8.h"
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdlib>
 #include <ctime>
 #include <fcntl.h>
 #include <functional>
@@ -92,70 +92,6 @@ std::optional<OpenLog> openLogIfPresent(const std::filesystem::path& path, int f
     refuseUnlessPlainFile(info, what);
     return OpenLog{std::move(fd), info};
 }
-
-// The pruned copy is written beside the log with its mode and renamed over it when complete, so
-// a reader sees the old log or the new one. mkostemp creates exclusively: it follows no link.
-class Replacement {
-public:
-    Replacement(const std::filesystem::path& path, mode_t mode)
-        : m_path(path),
-          m_temporary(path.parent_path() / ("." + path.filename().string() + ".XXXXXX")),
-          m_fd(::mkostemp(m_temporary.data(), O_CLOEXEC)) {
-        if (!m_fd.isOpen()) {
-            fail(errno, "creating a temporary file beside " + path.string());
-        }
-        if (::fchmod(m_fd.get(), mode & 07777) != 0) {
-            const int error = errno;
-            ::unlink(m_temporary.c_str());
-            fail(error, "setting the mode of " + m_temporary);
-        }
-    }
-    ~Replacement() {
-        if (!m_committed) {
-            ::unlink(m_temporary.c_str());
-        }
-    }
-    Replacement(const Replacement&) = delete;
-    Replacement& operator=(const Replacement&) = delete;
-
-    void write(std::string_view bytes) {
-        m_pending.append(bytes);
-        if (m_pending.size() >= chunkSize) {
-            flush();
-        }
-    }
-
-    void commit() {
-        flush();
-        if (::fsync(m_fd.get()) != 0) {
-            fail(errno, "flushing " + m_temporary);
-        }
-        if (m_fd.close() != 0) {
-            fail(errno, "closing " + m_temporary);
-        }
-        if (::rename(m_temporary.c_str(), m_path.c_str()) != 0) {
-            fail(errno, "replacing " + m_path.string());
-        }
-        m_committed = true;
-        const FileDescriptor folder(
-            ::open(m_path.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-        if (folder.isOpen()) {
-            ::fsync(folder.get()); // makes the rename durable; harmless where refused
-        }
-    }
-
-private:
-    void flush() {
-        writeAll(m_fd.get(), m_pending, m_temporary);
-        m_pending.clear();
-    }
-
-    std::filesystem::path m_path;
-    std::string m_temporary;
-    FileDescriptor m_fd;
-    std::string m_pending;
-    bool m_committed = false;
-};
 
 // now moved back by whole calendar days in local time, keeping its sub-second part; nothing
 // when the calendar cannot say.
@@ -300,7 +236,9 @@ void LogManager::prune(std::int64_t retentionDays, Clock::time_point now) const 
     if (!cutoff) {
         return;
     }
-    Replacement replacement(m_logURL, log->info.st_mode);
+    // Written beside the log with its mode and renamed over it when complete, so a reader sees
+    // the old log or the new one.
+    AtomicFileWriter replacement(m_logURL);
     StampedLineFilter filter(*cutoff, [&](std::string_view kept) { replacement.write(kept); });
     readChunks(log->fd.get(), 0, m_logURL.string(),
                [&](std::string_view chunk) { filter.feed(chunk); });
