@@ -83,7 +83,7 @@ public:
                              : std::nullopt;
         // A snapshot taken before the exit we saw still shows that forwarder until the delayed
         // check: watched again, its zombie would wake every wait at once until then.
-        if (!pid || pid == m_exitSeen) {
+        if (!pid || m_backoff.hasCounted(*pid)) {
             // One that ended after the snapshot before was taken and was reaped since still
             // counts: the next wait sees it at once.
             if (m_watch && !exitedUnseen()) {
@@ -94,7 +94,6 @@ public:
         if (m_watch && m_watch->processIdentifier() == *pid) {
             return;
         }
-        m_exitSeen.reset();
         try {
             m_watch = std::make_unique<ProcessExitWatch>(*pid);
             m_backoff.started(*pid, now);
@@ -119,23 +118,18 @@ public:
         const auto pid = m_watch->processIdentifier();
         const auto exitLine = m_watch->exitLine();
         m_watch.reset();
-        m_exitSeen = pid;
         const auto decision = m_backoff.exited(pid, now, interval);
         if (!decision) {
             return SteadyClock::time_point::max();
         }
-        if (decision->delay == decision->delay.zero()) {
-            controller.note(exitLine);
-        }
-        if (decision->logLine) {
-            controller.note(*decision->logLine);
+        for (const auto& line : decision->lines(exitLine)) {
+            controller.note(line);
         }
         return now + decision->delay;
     }
 
 private:
     std::unique_ptr<ProcessExitWatch> m_watch;
-    std::optional<std::int32_t> m_exitSeen;
     RestartBackoff m_backoff;
 };
 

@@ -128,11 +128,8 @@ void EarlyChecks::reportExit(std::int32_t process, const std::string& exitLine) 
     if (!decision) {
         return;
     }
-    if (decision->delay == decision->delay.zero() && !exitLine.empty()) {
-        emit noteWanted(qt(exitLine));
-    }
-    if (decision->logLine) {
-        emit noteWanted(qt(*decision->logLine));
+    for (const auto& line : decision->lines(exitLine)) {
+        emit noteWanted(qt(line));
     }
     emit checkWanted(decision->delay);
 }

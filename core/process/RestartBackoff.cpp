@@ -18,6 +18,17 @@ std::string secondsText(std::chrono::milliseconds delay) {
 
 } // namespace
 
+std::vector<std::string> RestartBackoff::Decision::lines(const std::string& exitLine) const {
+    std::vector<std::string> result;
+    if (delay == delay.zero() && !exitLine.empty()) {
+        result.push_back(exitLine);
+    }
+    if (logLine) {
+        result.push_back(*logLine);
+    }
+    return result;
+}
+
 void RestartBackoff::started(std::int32_t pid, Clock::time_point at) noexcept {
     // The one whose exit was counted, shown again by a snapshot taken before it ended, is not
     // a new start. (A new forwarder is never given the pid of the one just gone: pids are

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace velquor {
 
@@ -27,6 +28,10 @@ public:
         std::optional<std::string> logLine;
 
         bool operator==(const Decision&) const = default;
+
+        // What both programs log for the exit, in order: the exit's own line (when there is
+        // one) if the check comes at once, then the back-off's line.
+        std::vector<std::string> lines(const std::string& exitLine) const;
     };
 
     // A forwarder of ours is running as `pid`. Seeing the same one again (after every check)
@@ -42,6 +47,8 @@ public:
     void reset() noexcept;
 
     std::int64_t exitsInARow() const noexcept { return m_exits; }
+    // Whether the exit of `pid` is the one counted last.
+    bool hasCounted(std::int32_t pid) const noexcept { return m_countedExit == pid; }
 
 private:
     std::int64_t m_exits = 0;
