@@ -186,14 +186,19 @@ void LogManager::ensureParentDirectoryExists() const {
     }
 }
 
+std::string LogManager::formatLine(std::string_view message, Clock::time_point date) {
+    std::string line = "[" + formatTimestamp(date) + "] ";
+    line.append(message);
+    line += '\n';
+    return line;
+}
+
 void LogManager::append(std::string_view message, Clock::time_point date) const {
     if (m_mirror) {
         m_mirror->mirror(message, date);
     }
     ensureParentDirectoryExists();
-    std::string line = "[" + formatTimestamp(date) + "] ";
-    line.append(message);
-    line += '\n';
+    const auto line = formatLine(message, date);
     const auto log = openLogIfPresent(m_logURL, O_WRONLY | O_APPEND, "opening");
     if (!log) {
         writeFileAtomically(m_logURL, line);

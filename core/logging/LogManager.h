@@ -42,6 +42,8 @@ public:
     void prune(std::int64_t retentionDays, Clock::time_point now) const;
 
     static std::string formatTimestamp(Clock::time_point date);
+    // One line of the log as the file holds it: "[", the time stamp, "] ", the message, "\n".
+    static std::string formatLine(std::string_view message, Clock::time_point date);
     static std::optional<Clock::time_point> parseBracketTimestamp(std::string_view line);
 
 private:

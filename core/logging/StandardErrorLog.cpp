@@ -41,7 +41,7 @@ StandardErrorLog::StandardErrorLog()
 std::string StandardErrorLog::format(std::string_view message,
                                      std::chrono::system_clock::time_point date) const {
     if (!m_journal) {
-        return "[" + LogManager::formatTimestamp(date) + "] " + std::string(message) + "\n";
+        return LogManager::formatLine(message, date);
     }
     // The journal makes a record of each line: every one carries the priority of the message.
     const auto priority = syslogPriority(message);
