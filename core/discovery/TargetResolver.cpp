@@ -3,6 +3,7 @@
 #include "core/discovery/CurlHttpSession.h"
 #include "core/discovery/TargetResolverError.h"
 #include "core/net/PlainHost.h"
+#include "core/text/AsciiCase.h"
 #include "core/text/Whitespace.h"
 
 #include <algorithm>
@@ -77,11 +78,7 @@ bool hasUriAuthority(std::string_view text, std::size_t schemeLength) {
 
 // Schemes are case-insensitive: "HTTP:" is http.
 bool isHttpScheme(std::string_view scheme) {
-    std::string lower(scheme);
-    std::ranges::transform(lower, lower.begin(), [](char c) {
-        return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-    });
-    return lower == "http" || lower == "https";
+    return equalIgnoringAsciiCase(scheme, "http") || equalIgnoringAsciiCase(scheme, "https");
 }
 
 // libcurl refuses a port above 65535 before the target rule could name it as such.
