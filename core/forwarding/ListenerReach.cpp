@@ -13,12 +13,8 @@ constexpr IpAddress ipv6Loopback{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1}
 constexpr IpAddress ipv4Any{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xFF, 0, 0, 0, 0};
 constexpr IpAddress ipv4Loopback{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xFF, 127, 0, 0, 1};
 
-bool isIPv4(const IpAddress& address) {
-    return std::equal(address.begin(), address.begin() + 12, ipv4Any.begin());
-}
-
 bool isLoopback(const IpAddress& address) {
-    return address == ipv6Loopback || (isIPv4(address) && address[12] == 127);
+    return address == ipv6Loopback || (isIPv4Mapped(address) && address[12] == 127);
 }
 
 // A connection to the wildcard address goes to the loopback address of its family.
@@ -43,7 +39,7 @@ void ListenerReach::refuseTargetReachingListener(const std::string& listenHost,
     auto listeners = m_resolver->addresses(listenHost);
     // socat listens on IPv4 unless given a bracketed IPv6 host.
     if (!isBracketedIPv6(listenHost)) {
-        std::erase_if(listeners, [](const IpAddress& address) { return !isIPv4(address); });
+        std::erase_if(listeners, [](const IpAddress& address) { return !isIPv4Mapped(address); });
     }
     for (const auto& address : m_resolver->addresses(target.host())) {
         for (const auto& listener : listeners) {
@@ -60,7 +56,7 @@ bool ListenerReach::reaches(const IpAddress& target, const IpAddress& listener) 
         return arrival == listener;
     }
     // A wildcard listener takes every address of this machine; an IPv6 one IPv4 as well.
-    if (listener == ipv4Any && !isIPv4(arrival)) {
+    if (listener == ipv4Any && !isIPv4Mapped(arrival)) {
         return false;
     }
     if (isLoopback(arrival)) {

@@ -23,10 +23,6 @@ namespace fs = std::filesystem;
 // IPv4 connection compares equal to the IPv4 listen host.
 using Address = IpAddress;
 
-constexpr Address ipv4Mapped(const unsigned char (&ipv4)[4]) {
-    return {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xff, 0xff, ipv4[0], ipv4[1], ipv4[2], ipv4[3]};
-}
-
 bool isWildcard(const Address& address) {
     static constexpr unsigned char zeros[4] = {};
     return address == Address{} || address == ipv4Mapped(zeros);
@@ -68,9 +64,7 @@ std::optional<Address> parseAddress(std::string_view hex) {
         words[i] = *word;
     }
     if (hex.size() == 8) {
-        unsigned char ipv4[4];
-        std::memcpy(ipv4, &words[0], 4);
-        return ipv4Mapped(ipv4);
+        return ipv4Mapped(words.data());
     }
     Address ipv6;
     std::memcpy(ipv6.data(), words.data(), 16);

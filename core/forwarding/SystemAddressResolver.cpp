@@ -13,12 +13,10 @@ namespace velquor {
 namespace {
 
 void append(std::vector<IpAddress>& addresses, const sockaddr* address) {
-    IpAddress ip{};
     if (address && address->sa_family == AF_INET) {
-        ip[10] = ip[11] = 0xFF;
-        std::memcpy(ip.data() + 12, &reinterpret_cast<const sockaddr_in*>(address)->sin_addr, 4);
-        addresses.push_back(ip);
+        addresses.push_back(ipv4Mapped(&reinterpret_cast<const sockaddr_in*>(address)->sin_addr));
     } else if (address && address->sa_family == AF_INET6) {
+        IpAddress ip{};
         std::memcpy(ip.data(), &reinterpret_cast<const sockaddr_in6*>(address)->sin6_addr, 16);
         addresses.push_back(ip);
     }

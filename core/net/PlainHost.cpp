@@ -68,9 +68,20 @@ std::optional<IpAddress> ipAddressOf(std::string_view host) {
     if (!isDnsStyleName(host) || ::inet_aton(text.c_str(), &parsed) == 0) {
         return std::nullopt;
     }
+    return ipv4Mapped(&parsed);
+}
+
+IpAddress ipv4Mapped(const void* ipv4) {
+    IpAddress address{};
     address[10] = address[11] = 0xFF;
-    std::memcpy(address.data() + 12, &parsed, 4);
+    std::memcpy(address.data() + 12, ipv4, 4);
     return address;
+}
+
+bool isIPv4Mapped(const IpAddress& address) {
+    return std::all_of(address.begin(), address.begin() + 10,
+                       [](unsigned char b) { return b == 0; }) &&
+           address[10] == 0xFF && address[11] == 0xFF;
 }
 
 bool isPlainHost(std::string_view host) {

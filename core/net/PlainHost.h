@@ -28,6 +28,10 @@ std::string_view withoutBrackets(std::string_view host);
 // address compare equal.
 using IpAddress = std::array<unsigned char, 16>;
 
+// The IPv4 address in those four bytes (network order, as in in_addr) in that mapped form.
+IpAddress ipv4Mapped(const void* ipv4);
+bool isIPv4Mapped(const IpAddress& address);
+
 // The address a literal host writes: IPv4 in every spelling inet_aton reads (such as 127.1),
 // an IPv6 literal in brackets. Nothing for a name.
 std::optional<IpAddress> ipAddressOf(std::string_view host);
