@@ -1,6 +1,5 @@
 #include "bench/BenchRun.h"
 
-#include "bench/BannerServer.h"
 #include "bench/CostMeter.h"
 #include "bench/FileText.h"
 #include "bench/ForwarderSweep.h"
@@ -14,6 +13,7 @@
 #include "core/forwarding/SocatCommand.h"
 #include "core/process/ProcessRunner.h"
 #include "core/service/DefaultController.h"
+#include "support/harness/BannerServer.h"
 #include "support/harness/ChildProcess.h"
 #include "support/harness/Loopback.h"
 #include "support/harness/SystemTool.h"
@@ -30,6 +30,8 @@
 #include <unistd.h>
 
 namespace velquor::bench {
+
+using harness::BannerServer;
 
 namespace {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "bench/ServerProcess.h"
+#include "support/harness/ServerProcess.h"
 
 #include <atomic>
 #include <cstdint>
@@ -8,6 +8,8 @@
 #include <string>
 
 namespace velquor::bench {
+
+using harness::ServerProcess;
 
 // The discovery endpoint: every GET is answered "302 Found" with
 // "Location: http://127.0.0.1:<target port>/", the target port being whatever it was last

@@ -6,11 +6,11 @@
 #include <cstdint>
 #include <memory>
 
-namespace velquor::bench {
+namespace velquor::harness {
 
-// A loopback server in a forked process of its own: its work never counts as the bench's
-// processor time, and it dies with the bench. It answers one connection at a time, which is all
-// the bench ever opens at once. The bench may already have threads when it forks, so the child
+// A loopback server in a forked process of its own: its work never counts as the caller's
+// processor time, and it dies with its caller. It answers one connection at a time, which is all
+// the bench and the tests ever open at once. They may already have threads when they fork, so the child
 // makes nothing but system calls: no allocation, no locks.
 class ServerProcess {
 public:
@@ -27,7 +27,7 @@ public:
 
 private:
     std::int64_t m_port = 0;
-    std::unique_ptr<harness::ChildProcess> m_process;
+    std::unique_ptr<ChildProcess> m_process;
 };
 
-} // namespace velquor::bench
+} // namespace velquor::harness

@@ -1,12 +1,12 @@
 #pragma once
 
-#include "bench/ServerProcess.h"
+#include "support/harness/ServerProcess.h"
 
 #include <cstdint>
 #include <memory>
 #include <string>
 
-namespace velquor::bench {
+namespace velquor::harness {
 
 // A stand-in target that greets every connection with its banner line and hangs up, so that a
 // client can tell through the forwarder which target it reached.
@@ -23,4 +23,4 @@ private:
     std::unique_ptr<ServerProcess> m_server;
 };
 
-} // namespace velquor::bench
+} // namespace velquor::harness

@@ -1,8 +1,8 @@
-#include "bench/BannerServer.h"
+#include "support/harness/BannerServer.h"
 
 #include <cstring>
 
-namespace velquor::bench {
+namespace velquor::harness {
 
 namespace {
 
@@ -18,4 +18,4 @@ BannerServer::BannerServer(std::string banner)
     : m_line(banner + "\n"), m_banner(std::move(banner)),
       m_server(std::make_unique<ServerProcess>(sendBanner, m_line.c_str())) {}
 
-} // namespace velquor::bench
+} // namespace velquor::harness

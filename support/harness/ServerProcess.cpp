@@ -1,4 +1,4 @@
-#include "bench/ServerProcess.h"
+#include "support/harness/ServerProcess.h"
 
 #include "support/harness/Loopback.h"
 
@@ -9,7 +9,7 @@
 #include <system_error>
 #include <unistd.h>
 
-namespace velquor::bench {
+namespace velquor::harness {
 
 namespace {
 
@@ -19,7 +19,7 @@ namespace {
     if (::getppid() != parent) {
         ::_exit(0);
     }
-    // The bench owns the ending: Ctrl-C reaches the whole process group, and the bench still
+    // The caller owns the ending: Ctrl-C reaches the whole process group, and the caller still
     // needs its servers while it unwinds.
     struct sigaction ignore {};
     ignore.sa_handler = SIG_IGN;
@@ -51,7 +51,7 @@ ServerProcess::ServerProcess(Handler handler, const void* context) {
     if (pid == 0) {
         serveForever(listener.get(), handler, context, parent);
     }
-    m_process = std::make_unique<harness::ChildProcess>(pid);
+    m_process = std::make_unique<ChildProcess>(pid);
 }
 
 void ServerProcess::sendAll(int connection, const char* data, std::size_t size) noexcept {
@@ -68,4 +68,4 @@ void ServerProcess::sendAll(int connection, const char* data, std::size_t size) 
     }
 }
 
-} // namespace velquor::bench
+} // namespace velquor::harness
