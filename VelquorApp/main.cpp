@@ -2,7 +2,9 @@
 #include "VelquorApp/VelquorApp/TerminationSignals.h"
 #include "VelquorApp/VelquorApp/VelquorApp.h"
 #include "core/BuildInfo.h"
+#include "core/discovery/CurlHttpSession.h"
 #include "core/files/InstanceLock.h"
+#include "core/forwarding/PosixSocatProcessLauncher.h"
 #include "core/service/DefaultController.h"
 
 #include <QApplication>
@@ -84,7 +86,14 @@ int main(int argc, char** argv) {
         if (!lock.isHeld()) {
             return refuseSecondForwarder(lock);
         }
-        velquor::VelquorApp app(velquor::DefaultController::makeDefaultController(files));
+        auto environment = velquor::AppEnvironment::forCurrentUser();
+        const auto forwarderErrors = std::make_shared<velquor::ForwarderErrorPipe>();
+        environment.forwarderErrors = forwarderErrors;
+        velquor::VelquorApp app(
+            velquor::DefaultController::makeDefaultController(
+                files, std::make_unique<velquor::PosixSocatProcessLauncher>(forwarderErrors),
+                std::make_unique<velquor::CurlHttpSession>()),
+            environment);
         QObject::connect(&instance, &velquor::SingleInstance::activationRequested, &app,
                          &velquor::VelquorApp::showMainWindow);
         // Ending the session or `kill` quits as the quit command does: forwarding stops first.

@@ -6,6 +6,8 @@
 #include "core/service/CheckInterval.h"
 #include "core/service/EarlyCheckSchedule.h"
 #include "core/service/FailedStartRetry.h"
+#include "core/service/ForwarderOutputWatch.h"
+#include "core/service/ForwarderToWatch.h"
 #include "core/service/ServiceStatusLine.h"
 #include "core/system/DescriptorWait.h"
 #include "core/system/NetworkChangeMonitor.h"
@@ -68,19 +70,18 @@ std::unique_ptr<Source> optionalSource(ServiceController& controller, const char
     }
 }
 
-template <typename Source> int descriptorOf(const std::unique_ptr<Source>& source) {
+template <typename Holder> int descriptorOf(const Holder& source) {
     return source ? source->descriptor() : -1;
 }
 
-// Follows the forwarder child we started, so that its exit is seen the moment it happens.
-// Our own stops, restarts and moves happen inside controller operations, after which the watch
-// is matched to the new snapshot again, so what it sees is an exit nobody asked for.
+// Follows the forwarder we started, or one an earlier run left on our port, so that its exit
+// is seen the moment it happens. Our own stops, restarts and moves happen inside controller
+// operations, after which the watch is matched to the new snapshot again, so what it sees is an
+// exit nobody asked for.
 class ForwarderWatch {
 public:
     void follow(const ServiceSnapshot& snapshot, SteadyClock::time_point now) {
-        const auto pid = snapshot.socatRuntimeStatus.kind == SocatRuntimeStatus::Kind::trackedSocat
-                             ? snapshot.processIdentifier
-                             : std::nullopt;
+        const auto pid = ForwarderToWatch::processIdentifier(snapshot);
         // A snapshot taken before the exit we saw still shows that forwarder until the delayed
         // check: watched again, its zombie would wake every wait at once until then.
         if (!pid || m_backoff.hasCounted(*pid)) {
@@ -94,11 +95,9 @@ public:
         if (m_watch && m_watch->processIdentifier() == *pid) {
             return;
         }
-        try {
-            m_watch = std::make_unique<ProcessExitWatch>(*pid);
+        m_watch = ForwarderToWatch::open(snapshot); // without one, the interval still finds it
+        if (m_watch) {
             m_backoff.started(*pid, now);
-        } catch (const std::exception&) {
-            m_watch.reset(); // the interval still finds it
         }
     }
 
@@ -129,7 +128,7 @@ public:
     }
 
 private:
-    std::unique_ptr<ProcessExitWatch> m_watch;
+    std::optional<ProcessExitWatch> m_watch;
     RestartBackoff m_backoff;
 };
 
@@ -151,16 +150,21 @@ bool drained(std::unique_ptr<Source>& source, ServiceController& controller, con
 class ServiceLoop {
 public:
     ServiceLoop(ServiceController& controller, SignalDescriptor& signals,
-                ServiceManagerNotifying& manager, LogMirroring& standardError)
+                ServiceManagerNotifying& manager, LogMirroring& standardError, int forwarderErrors)
         : m_controller(controller), m_signals(signals), m_logTrouble(standardError),
-          m_manager(manager, SteadyClock::now()) {}
+          m_manager(manager, SteadyClock::now()) {
+        if (forwarderErrors >= 0) {
+            m_output.emplace(forwarderErrors);
+        }
+    }
 
     void run() {
         begin();
         for (;;) {
             ChildReaper::reapAdopted();
             const std::array descriptors{m_signals.descriptor(), m_forwarder.descriptor(),
-                                         descriptorOf(m_network), descriptorOf(m_wakeUps)};
+                                         descriptorOf(m_network), descriptorOf(m_wakeUps),
+                                         descriptorOf(m_output)};
             const auto ready = DescriptorWait::until(descriptors, deadline());
             if (!takeSignals()) {
                 break;
@@ -207,7 +211,8 @@ private:
 
     SteadyClock::time_point deadline() const {
         auto deadline = std::min(m_nextCheck, m_nextPrune);
-        for (const auto& due : {m_early.dueAt(), m_retry.dueAt(), m_manager.watchdogDueAt()}) {
+        for (const auto& due : {m_early.dueAt(), m_retry.dueAt(), m_manager.watchdogDueAt(),
+                                m_output ? m_output->dueAt() : std::nullopt}) {
             deadline = due ? std::min(deadline, *due) : deadline;
         }
         return deadline;
@@ -241,8 +246,22 @@ private:
         if (ready[3]) {
             drained(m_wakeUps, m_controller, "Resume from suspend");
         }
+        if (ready[4]) {
+            readForwarderOutput(now);
+        }
         if (m_resume.sleptSinceLastLook()) {
             m_early.resumed(now);
+        }
+    }
+
+    // A pipe that failed is given up like any other source: the interval is left.
+    void readForwarderOutput(SteadyClock::time_point now) {
+        try {
+            m_output->read(now);
+        } catch (const std::exception& error) {
+            m_controller.note(std::string("WARNING: Forwarded connections no longer watched: ") +
+                              error.what());
+            m_output.reset();
         }
     }
 
@@ -263,7 +282,11 @@ private:
         if (m_checkAsked) {
             m_controller.note("Health check early: asked by SIGUSR1");
         }
-        if (earlyLine || m_checkAsked || now >= m_nextCheck) {
+        const auto passive = m_output ? m_output->takeDue(now) : PassiveChecks::Due{};
+        for (const auto& line : passive.lines) {
+            m_controller.note(line);
+        }
+        if (earlyLine || m_checkAsked || passive.check || now >= m_nextCheck) {
             m_checkAsked = false;
             seen(m_controller.healthCheck());
             m_nextCheck = SteadyClock::now() + interval();
@@ -284,6 +307,7 @@ private:
     ServiceSnapshot m_snapshot;
     std::unique_ptr<NetworkChangeMonitor> m_network;
     std::unique_ptr<WakeUpWatch> m_wakeUps;
+    std::optional<ForwarderOutputWatch> m_output;
     ResumeDetector m_resume;
     EarlyCheckSchedule m_early;
     SteadyClock::time_point m_nextCheck;
@@ -312,8 +336,9 @@ std::vector<int> handledSignalNumbers() {
 }
 
 void serveUntilStopSignal(ServiceController& controller, SignalDescriptor& signals,
-                          ServiceManagerNotifying& manager, LogMirroring& standardError) {
-    ServiceLoop(controller, signals, manager, standardError).run();
+                          ServiceManagerNotifying& manager, LogMirroring& standardError,
+                          int forwarderErrors) {
+    ServiceLoop(controller, signals, manager, standardError, forwarderErrors).run();
 }
 
 } // namespace velquor

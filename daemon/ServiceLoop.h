@@ -26,12 +26,15 @@ std::vector<int> handledSignalNumbers();
 bool stopSignalPending();
 
 // Load (with auto start), then health checks at the interval and earlier when our forwarder
-// exits unasked, the machine resumes, the network changes or SIGUSR1 asks; a failed start tried
+// exits unasked, a connection through it fails (read from forwarderErrors, the pipe socat
+// writes its standard error to; -1 for none), the machine resumes, the network changes or
+// SIGUSR1 asks; a failed start tried
 // again with back-off, a reload on SIGHUP and the log pruned daily, until a stop signal; then
 // stop. One ppoll waits for all of it. The service manager hears when it is ready, reloads and
 // stops, how it is, and gets its watchdog pings from this loop; log trouble is told on
 // standardError.
 void serveUntilStopSignal(ServiceController& controller, SignalDescriptor& signals,
-                          ServiceManagerNotifying& manager, LogMirroring& standardError);
+                          ServiceManagerNotifying& manager, LogMirroring& standardError,
+                          int forwarderErrors);
 
 } // namespace velquor

@@ -1,8 +1,9 @@
 // qarvexd: the forwarding service without a user interface. Loads the configuration (starting
 // forwarding when it says so), then checks itself at the configured interval until SIGTERM,
 // SIGINT or SIGQUIT, when it stops its forwarder and exits 0. SIGHUP rereads the configuration,
-// SIGUSR1 asks for a health check at once; a failed start is tried again by itself. Each log line
-// also goes to standard error, and under systemd (Type=notify) it reports readiness, reloads,
+// SIGUSR1 asks for a health check at once, and so does a connection socat failed to make to the
+// target; a failed start is tried again by itself. Each log line also goes to standard error, as
+// does each line socat writes there, and under systemd (Type=notify) it reports readiness, reloads,
 // the stop and a status line, and pings the watchdog.
 #include "core/BuildInfo.h"
 #include "core/discovery/CurlHttpSession.h"
@@ -28,9 +29,10 @@ void printUsage(std::ostream& out) {
            "${XDG_STATE_HOME:-~/.local/state}/Velquor/service.log and each line also to standard\n"
            "error (in the journal's form when that is the journal). SIGTERM, SIGINT or SIGQUIT\n"
            "stops forwarding and exits; SIGHUP rereads the settings; SIGUSR1 runs a health\n"
-           "check at once. A start that failed is tried again after 5 s, then after twice as\n"
-           "long each time, at most the check interval. Only one qarvexd or qarvex runs for a\n"
-           "user.\n";
+           "check at once, as does a connection the forwarder could not make to the target\n"
+           "(at most every 5 s); socat's own messages go on to standard error unchanged. A\n"
+           "start that failed is tried again after 5 s, then after twice as long each time, at\n"
+           "most the check interval. Only one qarvexd or qarvex runs for a user.\n";
 }
 
 // Two forwarders for one user would stop each other's socat.
@@ -77,16 +79,18 @@ int main(int argc, char** argv) {
     std::unique_ptr<velquor::InstanceLock> lock;
     std::unique_ptr<velquor::ServiceController> controller;
     const auto standardError = std::make_shared<velquor::StandardErrorLog>();
+    std::shared_ptr<velquor::ForwarderErrorPipe> forwarderErrors;
     try {
         const auto files = velquor::FileLocations::forCurrentUser();
         lock = std::make_unique<velquor::InstanceLock>(files.configFile, files.logFile, "qarvexd");
         if (refusedBySecondInstance(*lock)) {
             return 1;
         }
+        forwarderErrors = std::make_shared<velquor::ForwarderErrorPipe>();
         controller = velquor::DefaultController::makeDefaultController(
             files,
             std::make_unique<velquor::StopGuardedLauncher>(
-                std::make_unique<velquor::PosixSocatProcessLauncher>(),
+                std::make_unique<velquor::PosixSocatProcessLauncher>(forwarderErrors),
                 &velquor::stopSignalPending),
             std::make_unique<velquor::CurlHttpSession>(&velquor::stopSignalPending), standardError);
     } catch (const std::exception& error) {
@@ -94,6 +98,7 @@ int main(int argc, char** argv) {
         return 1;
     }
     velquor::SystemdNotifier manager;
-    velquor::serveUntilStopSignal(*controller, *signals, manager, *standardError);
+    velquor::serveUntilStopSignal(*controller, *signals, manager, *standardError,
+                                  forwarderErrors->readDescriptor());
     return 0;
 }

@@ -8,7 +8,8 @@ namespace velquor {
 
 AppEnvironment AppEnvironment::forCurrentUser() {
     return {LaunchAgentManager::defaultLaunchAgentsDirectory(),
-            FileLocations::forCurrentUser().logFolder, DefaultController::resolveSocatURL()};
+            FileLocations::forCurrentUser().logFolder, DefaultController::resolveSocatURL(),
+            nullptr};
 }
 
 } // namespace velquor

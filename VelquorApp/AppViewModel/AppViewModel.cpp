@@ -56,6 +56,9 @@ AppViewModel::AppViewModel(std::shared_ptr<ServiceController> controller,
     connect(&m_earlyChecks, &EarlyChecks::checkWanted, this, &AppViewModel::checkEarly);
     connect(&m_earlyChecks, &EarlyChecks::noteWanted, this, &AppViewModel::noteInLog);
     m_earlyChecks.watchSystem();
+    if (m_environment.forwarderErrors) {
+        m_earlyChecks.watchForwarderOutput(m_environment.forwarderErrors->readDescriptor());
+    }
     // Posted, so that whoever built the view model can connect to it before loading begins.
     QTimer::singleShot(0, this, [this] { load(); });
 }

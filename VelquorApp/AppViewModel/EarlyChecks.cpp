@@ -1,5 +1,7 @@
 #include "VelquorApp/AppViewModel/EarlyChecks.h"
 
+#include "core/service/ForwarderToWatch.h"
+
 #include <QSocketNotifier>
 
 #include <algorithm>
@@ -13,12 +15,25 @@ QString qt(const std::string& text) {
     return QString::fromStdString(text);
 }
 
+void arm(QTimer& timer, std::optional<EarlyChecks::Clock::time_point> due,
+         EarlyChecks::Clock::time_point now) {
+    if (!due) {
+        timer.stop();
+        return;
+    }
+    // Rounded up: a wait cut short finds nothing due and would re-arm at once.
+    const auto wait = std::chrono::ceil<std::chrono::milliseconds>(*due - now);
+    timer.start(std::max(wait, std::chrono::milliseconds(0)));
+}
+
 } // namespace
 
 EarlyChecks::EarlyChecks(Interval checkInterval, Now now, QObject* parent)
     : QObject(parent), m_checkInterval(std::move(checkInterval)), m_now(std::move(now)) {
     m_scheduleTimer.setSingleShot(true);
     connect(&m_scheduleTimer, &QTimer::timeout, this, &EarlyChecks::runScheduled);
+    m_outputTimer.setSingleShot(true);
+    connect(&m_outputTimer, &QTimer::timeout, this, &EarlyChecks::takeForwarderFindings);
 }
 
 EarlyChecks::~EarlyChecks() {
@@ -26,6 +41,7 @@ EarlyChecks::~EarlyChecks() {
     dropExitWatch();
     m_wakeUpNotifier.reset();
     m_networkNotifier.reset();
+    m_outputNotifier.reset();
 }
 
 void EarlyChecks::watchSystem() {
@@ -56,8 +72,8 @@ void EarlyChecks::watchSystem() {
 // --- the forwarder's exit ---
 
 void EarlyChecks::follow(const ServiceSnapshot& snapshot) {
-    if (snapshot.socatRuntimeStatus.kind != SocatRuntimeStatus::Kind::trackedSocat ||
-        !snapshot.processIdentifier) {
+    const auto shown = ForwarderToWatch::processIdentifier(snapshot);
+    if (!shown) {
         m_exitedProcess.reset(); // the controller has seen it gone
         // Still "running" with nothing listening: our forwarder ended before the snapshot that
         // would have armed its watch reached us, for example right after its start.
@@ -71,7 +87,7 @@ void EarlyChecks::follow(const ServiceSnapshot& snapshot) {
         }
         return;
     }
-    const auto process = *snapshot.processIdentifier;
+    const auto process = *shown;
     if (process == m_exitedProcess ||
         (m_exitWatch && m_exitWatch->processIdentifier() == process)) {
         return;
@@ -80,10 +96,9 @@ void EarlyChecks::follow(const ServiceSnapshot& snapshot) {
     m_exitedProcess.reset();
     m_followedProcess = process;
     dropExitWatch();
-    try {
-        m_exitWatch.emplace(process);
-    } catch (const std::system_error&) {
-        return; // gone already: the next check finds out
+    m_exitWatch = ForwarderToWatch::open(snapshot);
+    if (!m_exitWatch) {
+        return; // gone already or not provably ours: the next check finds out
     }
     m_backoff.started(process, m_now());
     m_exitNotifier =
@@ -134,6 +149,46 @@ void EarlyChecks::reportExit(std::int32_t process, const std::string& exitLine) 
     emit checkWanted(decision->delay);
 }
 
+// --- the forwarded traffic ---
+
+void EarlyChecks::watchForwarderOutput(int descriptor) {
+    m_output.emplace(descriptor);
+    m_outputNotifier = std::make_unique<QSocketNotifier>(descriptor, QSocketNotifier::Read);
+    connect(m_outputNotifier.get(), &QSocketNotifier::activated, this,
+            &EarlyChecks::readForwarderOutput);
+}
+
+void EarlyChecks::readForwarderOutput() {
+    try {
+        m_output->read(m_now());
+        if (m_output->descriptor() < 0) {
+            stopReadingForwarderOutput(); // nothing will come, and it would wake us for ever
+        }
+    } catch (const std::system_error& error) {
+        emit noteWanted(QStringLiteral("WARNING: Forwarded connections no longer watched: ") +
+                        QString::fromUtf8(error.what()));
+        stopReadingForwarderOutput();
+    }
+    takeForwarderFindings();
+}
+
+void EarlyChecks::stopReadingForwarderOutput() {
+    // Deleted later: this runs inside the notifier's own signal.
+    m_outputNotifier->setEnabled(false);
+    m_outputNotifier.release()->deleteLater();
+}
+
+void EarlyChecks::takeForwarderFindings() {
+    const auto due = m_output->takeDue(m_now());
+    for (const auto& line : due.lines) {
+        emit noteWanted(qt(line));
+    }
+    if (due.check) {
+        emit checkWanted(std::chrono::milliseconds(0));
+    }
+    arm(m_outputTimer, m_output->dueAt(), m_now());
+}
+
 // --- resume and network changes ---
 
 void EarlyChecks::systemChanged(bool resumed, bool networkChanged) {
@@ -148,14 +203,7 @@ void EarlyChecks::systemChanged(bool resumed, bool networkChanged) {
 }
 
 void EarlyChecks::armSchedule() {
-    const auto due = m_schedule.dueAt();
-    if (!due) {
-        m_scheduleTimer.stop();
-        return;
-    }
-    // Rounded up: a wait cut short finds nothing due and would re-arm at once.
-    const auto wait = std::chrono::ceil<std::chrono::milliseconds>(*due - m_now());
-    m_scheduleTimer.start(std::max(wait, std::chrono::milliseconds(0)));
+    arm(m_scheduleTimer, m_schedule.dueAt(), m_now());
 }
 
 void EarlyChecks::runScheduled() {

@@ -3,6 +3,7 @@
 #include "core/process/ProcessExitWatch.h"
 #include "core/process/RestartBackoff.h"
 #include "core/service/EarlyCheckSchedule.h"
+#include "core/service/ForwarderOutputWatch.h"
 #include "core/service/ServiceSnapshot.h"
 #include "core/system/NetworkChangeMonitor.h"
 #include "core/system/ResumeDetector.h"
@@ -22,8 +23,10 @@ class QSocketNotifier;
 namespace velquor {
 
 // Asks for a health check before the interval runs out: at once (after a back-off) when the
-// forwarder we started exits without being asked to, and once the network has settled after a
-// resume from suspend or a change of routes or addresses. Every event arrives through the event
+// forwarder we started, or one an earlier run left on our port, exits without being asked to;
+// at once (at most every 5 s) when socat reports a connection it could not make to the target;
+// and once the network has settled after a resume from suspend or a change of routes or
+// addresses. Every event arrives through the event
 // loop; no thread waits for the child, whose reaping stays with the controller.
 class EarlyChecks : public QObject {
     Q_OBJECT
@@ -39,6 +42,9 @@ public:
 
     // Opens the resume and network watches; a line for the log tells when one is unavailable.
     void watchSystem();
+    // Reads what socat writes to the pipe with that read end: relayed to our standard error,
+    // and its failed connections checked and warned of.
+    void watchForwarderOutput(int descriptor);
 
     // Watches the forwarder the snapshot reports as ours, unless it is the one already watched
     // or one whose exit was already reported.
@@ -67,6 +73,9 @@ private:
     void systemChanged(bool resumed, bool networkChanged);
     void armSchedule();
     void runScheduled();
+    void readForwarderOutput();
+    void takeForwarderFindings();
+    void stopReadingForwarderOutput();
 
     Interval m_checkInterval;
     Now m_now;
@@ -89,6 +98,10 @@ private:
     std::optional<NetworkChangeMonitor> m_network;
     std::unique_ptr<QSocketNotifier> m_wakeUpNotifier;
     std::unique_ptr<QSocketNotifier> m_networkNotifier;
+
+    std::optional<ForwarderOutputWatch> m_output;
+    std::unique_ptr<QSocketNotifier> m_outputNotifier;
+    QTimer m_outputTimer;
 };
 
 } // namespace velquor

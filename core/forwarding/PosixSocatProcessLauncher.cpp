@@ -4,10 +4,15 @@
 #include "core/process/ChildReaper.h"
 #include "core/process/ProcessSpawner.h"
 
+#include <unistd.h>
+
 namespace velquor {
 
 std::unique_ptr<SocatProcess> PosixSocatProcessLauncher::launch(const SocatCommand& command) {
     ProcessSpawner spawner;
+    if (m_errors) {
+        spawner.mapDescriptor(m_errors->writeDescriptor(), STDERR_FILENO);
+    }
     const auto pid = spawner.spawn(command.executableURL, command.arguments);
     try {
         return std::make_unique<PosixSocatProcess>(pid);

@@ -65,4 +65,13 @@ void StandardErrorLog::mirror(std::string_view message,
     }
 }
 
+void StandardErrorLog::relay(std::string_view line, int priority) noexcept {
+    try {
+        const auto prefix = m_journal ? "<" + std::to_string(priority) + ">" : std::string();
+        writeAll(m_descriptor, prefix + std::string(line) + "\n", "standard error");
+    } catch (const std::exception&) {
+        // Lost like any line socat writes to a stream that cannot take it.
+    }
+}
+
 } // namespace velquor

@@ -24,6 +24,10 @@ public:
     void mirror(std::string_view message,
                 std::chrono::system_clock::time_point date) noexcept override;
 
+    // A line of another program (socat) as it stands; in the journal, given the syslog priority
+    // it is to have.
+    void relay(std::string_view line, int priority) noexcept;
+
 private:
     std::string format(std::string_view message, std::chrono::system_clock::time_point date) const;
 

@@ -1,7 +1,7 @@
 #include "core/service/ServiceStatusLine.h"
 
 #include "core/logging/LogManager.h"
-#include "core/text/Utf8.h"
+#include "core/text/OneLine.h"
 
 #include <algorithm>
 
@@ -10,16 +10,6 @@ namespace {
 
 std::string listenAddress(const ForwarderConfig& config) {
     return config.listenHost + ":" + std::to_string(config.listenPort);
-}
-
-// A line break would end the line, and in a notification message begin another assignment.
-std::string oneLine(std::string text) {
-    std::ranges::replace_if(
-        text, [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; }, ' ');
-    if (text.size() > ServiceStatusLine::errorLimit) {
-        text = repairUtf8(text.substr(0, ServiceStatusLine::errorLimit)) + "…";
-    }
-    return text;
 }
 
 std::string forwarding(const ServiceSnapshot& snapshot) {
@@ -40,7 +30,10 @@ std::string forwarding(const ServiceSnapshot& snapshot) {
 
 std::string failed(const ServiceSnapshot& snapshot, std::optional<std::chrono::seconds> retryIn) {
     // A reload forgets the error of a start that failed, but not the failure.
-    auto line = snapshot.lastError ? "Failed: " + oneLine(*snapshot.lastError) : "Failed";
+    // A line break would end the line, and in a notification message begin another assignment.
+    auto line = snapshot.lastError
+                    ? "Failed: " + oneLine(*snapshot.lastError, ServiceStatusLine::errorLimit)
+                    : "Failed";
     if (retryIn) {
         line += "; retrying in " + std::to_string(retryIn->count()) + " s";
     }

@@ -33,7 +33,7 @@ public:
 
     // The application's surroundings, all inside the temporary folder.
     AppEnvironment environment() const {
-        return AppEnvironment{autostartFolder, folder / "logs", "/usr/bin/socat"};
+        return AppEnvironment{autostartFolder, folder / "logs", "/usr/bin/socat", nullptr};
     }
     std::string logText() const { return readFile(logFile); }
     void writeConfig(const std::function<void(ForwarderConfig&)>& edit) {

@@ -8,7 +8,6 @@
 namespace velquor::test {
 namespace {
 
-namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 
 // Well before the 60 s interval.
@@ -58,14 +57,7 @@ TEST_F(HealAtOnceTest, AKilledForwarderServesAgainLongBeforeTheIntervalAndLeaves
 
 // A socat beside the program that forwards for a moment and then ends, every time.
 TEST_F(HealAtOnceTest, AForwarderThatKeepsDyingIsRestartedWithBackOff) {
-    const auto bin = m_home / "install" / "bin";
-    const auto libexec = m_home / "install" / "libexec" / "velquor";
-    fs::create_directories(bin);
-    fs::create_directories(libexec);
-    fs::copy_file(QARVEXD_PATH, bin / "qarvexd");
-    writeFile(libexec / "socat", "#!/bin/sh\n(sleep 1; kill $$) &\nexec /usr/bin/socat \"$@\"\n");
-    fs::permissions(libexec / "socat", fs::perms::owner_all);
-    startDaemon(bin / "qarvexd");
+    startDaemon(installWithSocat("(sleep 1; kill $$) &"));
 
     ASSERT_TRUE(waitForLog("Forwarder exited unexpectedly 3 times", 1, healDeadline)) << log();
     const auto ranBefore = runTime(m_daemon->pid());

@@ -102,6 +102,20 @@ protected:
         m_daemon = launch(m_home.path(), program);
     }
 
+    // qarvexd copied into an installation of its own, where it takes the socat beside it: a
+    // script that runs the shell command `before`, then the real socat.
+    std::filesystem::path installWithSocat(const std::string& before) const {
+        const auto bin = m_home / "install" / "bin";
+        const auto libexec = m_home / "install" / "libexec" / "velquor";
+        std::filesystem::create_directories(bin);
+        std::filesystem::create_directories(libexec);
+        std::filesystem::copy_file(QARVEXD_PATH, bin / "qarvexd");
+        writeFile(libexec / "socat", "#!/bin/sh\n" + before + "\nexec " +
+                                         harness::SystemTool::find("socat").string() + " \"$@\"\n");
+        std::filesystem::permissions(libexec / "socat", std::filesystem::perms::owner_all);
+        return bin / "qarvexd";
+    }
+
     // SIGTERM, then waits for the exit; the exit status, or nothing if it did not end in time.
     std::optional<int> terminate(std::chrono::seconds deadline = std::chrono::seconds(60)) {
         m_daemon->signal(SIGTERM);

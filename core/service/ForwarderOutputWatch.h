@@ -1,0 +1,37 @@
+#pragma once
+
+#include "core/files/BoundedLineReader.h"
+#include "core/logging/StandardErrorLog.h"
+#include "core/service/PassiveChecks.h"
+
+namespace velquor {
+
+// What socat writes to standard error, read from an event loop (ppoll in qarvexd, a
+// QSocketNotifier in qarvex) whenever the pipe is readable: every line goes on to our own
+// standard error as it stands, and the connections it failed to make become early checks and
+// warnings.
+class ForwarderOutputWatch {
+public:
+    using Clock = PassiveChecks::Clock;
+
+    // The descriptor stays the caller's; lines are relayed to relay.
+    explicit ForwarderOutputWatch(int descriptor, StandardErrorLog relay = StandardErrorLog());
+
+    // The descriptor to wait for; -1 once every writer is gone, when there is nothing to wait
+    // for.
+    int descriptor() const noexcept { return m_reader.ended() ? -1 : m_descriptor; }
+
+    // Takes what is there without blocking. Throws std::system_error when the pipe fails.
+    void read(Clock::time_point now);
+
+    std::optional<Clock::time_point> dueAt() const { return m_checks.dueAt(); }
+    PassiveChecks::Due takeDue(Clock::time_point now) { return m_checks.takeDue(now); }
+
+private:
+    int m_descriptor;
+    BoundedLineReader m_reader;
+    StandardErrorLog m_relay;
+    PassiveChecks m_checks;
+};
+
+} // namespace velquor

@@ -1,0 +1,16 @@
+#include "core/text/OneLine.h"
+
+#include "core/text/Utf8.h"
+
+#include <algorithm>
+
+namespace velquor {
+
+std::string oneLine(std::string_view text, std::size_t limit) {
+    std::string line(text.substr(0, limit));
+    std::ranges::replace_if(
+        line, [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; }, ' ');
+    return text.size() > limit ? repairUtf8(line) + "…" : line;
+}
+
+} // namespace velquor

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace velquor {
+
+// Text from elsewhere made fit for one line of ours: every control character (DEL too) becomes a
+// space, and text longer than limit bytes is cut there, at a whole character, with "…".
+std::string oneLine(std::string_view text, std::size_t limit);
+
+} // namespace velquor
