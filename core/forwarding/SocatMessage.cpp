@@ -1,6 +1,7 @@
 #include "core/forwarding/SocatMessage.h"
 
 #include "core/text/OneLine.h"
+#include "core/text/Utf8.h"
 
 #include <algorithm>
 #include <cctype>
@@ -72,7 +73,8 @@ std::optional<ConnectFailure> SocatMessage::connectFailure(std::string_view line
     const auto reason =
         reasonAt == std::string_view::npos ? std::string_view() : message.substr(reasonAt + 3);
     return ConnectFailure{addressIn(message.substr(0, reasonAt)),
-                          reason.empty() ? "unknown reason" : oneLine(reason, reasonLimit)};
+                          reason.empty() ? "unknown reason"
+                                         : oneLine(repairUtf8(reason), reasonLimit)};
 }
 
 } // namespace velquor
