@@ -47,8 +47,8 @@ BenchOptions BenchOptions::parse(int argc, char** argv) {
             options.perfRounds = number(option, value, 1, 20);
         } else if (option == "--only") {
             if (value == nullptr || std::string_view(value).empty() ||
-                std::string_view(value).find_first_not_of("abcdefgh") != std::string_view::npos) {
-                throw std::invalid_argument("--only takes letters from a to h, such as ac");
+                std::string_view(value).find_first_not_of("abcdefghij") != std::string_view::npos) {
+                throw std::invalid_argument("--only takes letters from a to j, such as ac");
             }
             options.only = value;
         } else {
@@ -69,11 +69,13 @@ void BenchOptions::printUsage(std::ostream& out) {
            "  --check-interval N  qarvexd's checkIntervalSeconds meanwhile (default 5)\n"
            "  --perf-seconds N    length of one iscsi-perf run (default 4)\n"
            "  --perf-rounds N     iscsi-perf runs per path, interleaved (default 3)\n"
-           "  --only LETTERS      which measurements to run (default abcdefgh): a health check\n"
+           "  --only LETTERS      which measurements to run (default abcdefghij): a health check\n"
            "                      against lsof, b start, c target move, d iSCSI throughput,\n"
            "                      e idle qarvexd, f qarvexd healing a killed socat, g qarvexd\n"
            "                      following a moved target after a network change, h qarvexd\n"
-           "                      while its socat is killed every 5 s\n";
+           "                      while its socat is killed every 5 s, i qarvexd and qarvex\n"
+           "                      finding a moved target at the first connection the old one\n"
+           "                      refused, j qarvexd while a client fails 100 times a second\n";
 }
 
 } // namespace velquor::bench

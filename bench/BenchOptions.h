@@ -12,8 +12,8 @@ struct BenchOptions {
     int checkIntervalSeconds = 5;
     int perfSeconds = 4;
     int perfRounds = 3;
-    // The letters of the measurements to run, a to h.
-    std::string only = "abcdefgh";
+    // The letters of the measurements to run, a to j.
+    std::string only = "abcdefghij";
     bool helpRequested = false;
 
     // Throws std::invalid_argument for an unknown option or a value out of range.

@@ -8,6 +8,7 @@
 #include "support/harness/TemporaryDirectory.h"
 
 #include <chrono>
+#include <cstdint>
 #include <memory>
 #include <ostream>
 #include <string>
@@ -35,9 +36,13 @@ private:
     void measureHealAtOnce();
     void measureNetworkChange();
     void measureRepeatedKills();
+    void measureMoveFromRefusingTarget();
+    void measureFailingClient();
     template <typename Measurement>
     void attempt(const std::string& item, const std::string& figure, Measurement&& measurement);
-    void waitForBanner(const std::string& banner, std::chrono::milliseconds deadline) const;
+    // Returns how many connections before it did not reach the banner.
+    static int waitForBanner(std::int64_t port, const std::string& banner,
+                             std::chrono::milliseconds deadline);
 
     BenchOptions m_options;
     // Declared first so that it goes last, after everything that keeps files in it.
