@@ -10,8 +10,8 @@ namespace velquor::harness {
 
 // A loopback server in a forked process of its own: its work never counts as the caller's
 // processor time, and it dies with its caller. It answers one connection at a time, which is all
-// the bench and the tests ever open at once. They may already have threads when they fork, so the child
-// makes nothing but system calls: no allocation, no locks.
+// the bench and the tests ever open at once. They may already have threads when they fork, so the
+// child makes nothing but system calls: no allocation, no locks.
 class ServerProcess {
 public:
     // Called in the child for each accepted connection, which is closed afterwards. The context
