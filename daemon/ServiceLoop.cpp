@@ -290,6 +290,9 @@ private:
             m_checkAsked = false;
             seen(m_controller.healthCheck());
             m_nextCheck = SteadyClock::now() + interval();
+            if (m_output) {
+                m_output->checked(SteadyClock::now());
+            }
             if (earlyLine) {
                 const auto& findings = m_controller.lastHealthFindings();
                 m_early.checkFinished(!findings.cachedTargetUsed && !findings.failedWith,

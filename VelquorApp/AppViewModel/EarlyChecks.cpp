@@ -164,7 +164,7 @@ void EarlyChecks::readForwarderOutput() {
         if (m_output->descriptor() < 0) {
             stopReadingForwarderOutput(); // nothing will come, and it would wake us for ever
         }
-    } catch (const std::system_error& error) {
+    } catch (const std::exception& error) {
         emit noteWanted(QStringLiteral("WARNING: Forwarded connections no longer watched: ") +
                         QString::fromUtf8(error.what()));
         stopReadingForwarderOutput();
@@ -217,6 +217,10 @@ void EarlyChecks::runScheduled() {
 void EarlyChecks::checkFinished(const ServiceSnapshot& snapshot) {
     m_schedule.checkFinished(!snapshot.lastError.has_value(), m_now());
     armSchedule();
+    if (m_output) {
+        m_output->checked(m_now());
+        arm(m_outputTimer, m_output->dueAt(), m_now());
+    }
 }
 
 } // namespace velquor

@@ -56,7 +56,8 @@ public:
     void mayStartForwarder();
     // A user's start or stop: earlier exits no longer count towards the back-off.
     void resetBackoff() { m_backoff.reset(); }
-    // After each health check: an early one that could not reach discovery is tried once more.
+    // After each health check: an early one that could not reach discovery is tried once more,
+    // and a failed connection seen since waits 5 s from this end before it brings another.
     void checkFinished(const ServiceSnapshot& snapshot);
 
 signals:

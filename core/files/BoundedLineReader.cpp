@@ -37,16 +37,23 @@ std::vector<std::string> BoundedLineReader::read() {
 void BoundedLineReader::take(const char* bytes, std::size_t size, std::vector<std::string>& lines) {
     const char* end = bytes + size;
     while (bytes != end) {
+        // The line end right after a piece cut at the limit ends that line, not an empty one.
+        if (std::exchange(m_cutAtLimit, false) && *bytes == '\n') {
+            ++bytes;
+            continue;
+        }
         const auto room = maxLineLength - m_partial.size();
         const char* stop = std::find(bytes, bytes + std::min<std::size_t>(room, end - bytes), '\n');
         m_partial.append(bytes, stop);
+        bytes = stop;
         if (stop != end && *stop == '\n') {
-            ++stop;
+            ++bytes;
         } else if (m_partial.size() < maxLineLength) {
             return; // the rest of this line comes with a later read
+        } else {
+            m_cutAtLimit = true;
         }
         lines.push_back(std::exchange(m_partial, {}));
-        bytes = stop;
     }
 }
 

@@ -29,6 +29,7 @@ private:
 
     int m_descriptor;
     std::string m_partial;
+    bool m_cutAtLimit = false;
     bool m_ended = false;
 };
 

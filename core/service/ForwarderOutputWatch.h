@@ -18,7 +18,8 @@ public:
     explicit ForwarderOutputWatch(int descriptor, StandardErrorLog relay = StandardErrorLog());
 
     // The descriptor to wait for; -1 once every writer is gone, when there is nothing to wait
-    // for.
+    // for (never while ForwarderErrorPipe keeps its write end, so that a pipe without socat
+    // does not wake a loop for ever with its end).
     int descriptor() const noexcept { return m_reader.ended() ? -1 : m_descriptor; }
 
     // Takes what is there without blocking. Throws std::system_error when the pipe fails.
@@ -26,6 +27,7 @@ public:
 
     std::optional<Clock::time_point> dueAt() const { return m_checks.dueAt(); }
     PassiveChecks::Due takeDue(Clock::time_point now) { return m_checks.takeDue(now); }
+    void checked(Clock::time_point at) { m_checks.checked(at); }
 
 private:
     int m_descriptor;

@@ -26,6 +26,13 @@ void PassiveChecks::failed(const ConnectFailure& failure, Clock::time_point at) 
     }
 }
 
+void PassiveChecks::checked(Clock::time_point at) {
+    m_lastCheck = at;
+    if (m_checkFor) {
+        m_checkDue = std::max(m_checkDue, at + checkFloor);
+    }
+}
+
 std::optional<PassiveChecks::Clock::time_point> PassiveChecks::dueAt() const {
     std::optional<Clock::time_point> due;
     if (m_checkFor) {

@@ -13,16 +13,17 @@ namespace velquor {
 
 // Turns the connections socat failed to make into early health checks and warnings, whatever
 // the client does: a failed connection means the target may have moved, so the check runs at
-// once, but at most once every checkFloor; and the log names each failure (target and reason)
-// at once, then at most once per warningWindow, with the failures in between counted.
+// once, but no sooner than checkFloor after the last health check of any kind ended; and the log
+// names each failure (target and reason) at once, then at most once per warningWindow, with the
+// failures in between counted.
 class PassiveChecks {
 public:
     using Clock = std::chrono::steady_clock;
 
     static constexpr std::chrono::seconds checkFloor{5};
     static constexpr std::chrono::seconds warningWindow{60};
-    // Distinct target-and-reason pairs warned of at a time; another one waits for a free place,
-    // with the early check's line still naming it.
+    // Distinct target-and-reason pairs warned of at a time; failures of another one are not
+    // warned of until a place is free, but still bring early checks.
     static constexpr std::size_t warningKinds = 16;
 
     struct Due {
@@ -34,6 +35,9 @@ public:
     };
 
     void failed(const ConnectFailure& failure, Clock::time_point at);
+    // A health check ended: a failure seen before or during it waits for the floor from now, so
+    // a slow check or one asked for by something else leaves no room for another right after.
+    void checked(Clock::time_point at);
 
     // When takeDue has something; nothing while no failure waits.
     std::optional<Clock::time_point> dueAt() const;

@@ -47,6 +47,12 @@ TEST_F(BoundedLineReaderTest, JoinsLinesAcrossReadsCutsLongOnesAndGivesTheRestAt
     EXPECT_EQ(reader.read(), (Lines{longLine.substr(0, 4096), longLine.substr(4096, 4096),
                                     longLine.substr(8192)}));
 
+    // Its line end in a later read than a piece that filled the limit.
+    put(std::string(BoundedLineReader::maxLineLength, 'z'));
+    EXPECT_EQ(reader.read(), Lines{std::string(4096, 'z')});
+    put("\nnext\n");
+    EXPECT_EQ(reader.read(), Lines{"next"});
+
     put("tail");
     m_write.close();
     EXPECT_EQ(reader.read(), Lines{"tail"});

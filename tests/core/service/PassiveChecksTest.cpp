@@ -23,8 +23,8 @@ const std::string refusedWarning =
 const std::string refusedCheck =
     "Health check early: connection to 10.0.0.5:3260 failed: Connection refused";
 
-// At `at` seconds: failures ('R' refused, 'T' timed out), or a look at what is due ('?'),
-// expecting `lines` and, with `check`, an early check.
+// At `at` seconds: failures ('R' refused, 'T' timed out), the end of a health check ('C'), or a
+// look at what is due ('?'), expecting `lines` and, with `check`, an early check.
 struct Step {
     double at;
     char what;
@@ -52,6 +52,17 @@ const PassiveCase passiveCases[] = {
        '?',
        {"WARNING: Forwarded connection to 10.0.0.5:3260 failed 3 times in the last "
         "minute: Connection refused"}}}},
+    {"TheFloorCountsFromTheEndOfTheLastCheck",
+     {{0, 'C'},
+      {1, 'R'},
+      {4, '?', {refusedWarning}},
+      {5, '?', {refusedCheck}, true},
+      {5.5, 'R'},
+      {9.9, 'C'},
+      {10.5, '?'},
+      {14.9, '?', {refusedCheck}, true},
+      {60, '?'},
+      {61, '?', {"WARNING: Forwarded connection to 10.0.0.5:3260 failed: Connection refused"}}}},
     {"WarnsOfEachReasonOncePerMinuteAndForgetsAQuietOne",
      {{0, 'R'},
       {0, 'T'},
@@ -80,6 +91,10 @@ TEST_P(PassiveChecksTable, ChecksAndWarnsWithinTheirLimits) {
     for (const auto& step : GetParam().steps) {
         const auto at = start + std::chrono::duration_cast<std::chrono::milliseconds>(
                                     std::chrono::duration<double>(step.at));
+        if (step.what == 'C') {
+            checks.checked(at);
+            continue;
+        }
         if (step.what != '?') {
             checks.failed(step.what == 'R' ? refused : timedOut, at);
             EXPECT_LE(checks.dueAt().value(), at + PassiveChecks::checkFloor);
