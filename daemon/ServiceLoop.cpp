@@ -247,21 +247,10 @@ private:
             drained(m_wakeUps, m_controller, "Resume from suspend");
         }
         if (ready[4]) {
-            readForwarderOutput(now);
+            m_output->read(now);
         }
         if (m_resume.sleptSinceLastLook()) {
             m_early.resumed(now);
-        }
-    }
-
-    // A pipe that failed is given up like any other source: the interval is left.
-    void readForwarderOutput(SteadyClock::time_point now) {
-        try {
-            m_output->read(now);
-        } catch (const std::exception& error) {
-            m_controller.note(std::string("WARNING: Forwarded connections no longer watched: ") +
-                              error.what());
-            m_output.reset();
         }
     }
 

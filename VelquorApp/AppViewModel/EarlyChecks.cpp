@@ -159,23 +159,14 @@ void EarlyChecks::watchForwarderOutput(int descriptor) {
 }
 
 void EarlyChecks::readForwarderOutput() {
-    try {
-        m_output->read(m_now());
-        if (m_output->descriptor() < 0) {
-            stopReadingForwarderOutput(); // nothing will come, and it would wake us for ever
-        }
-    } catch (const std::exception& error) {
-        emit noteWanted(QStringLiteral("WARNING: Forwarded connections no longer watched: ") +
-                        QString::fromUtf8(error.what()));
-        stopReadingForwarderOutput();
+    m_output->read(m_now());
+    if (m_output->descriptor() < 0) {
+        // Nothing more will come, and its descriptor would wake us for ever. Deleted later:
+        // this runs inside the notifier's own signal.
+        m_outputNotifier->setEnabled(false);
+        m_outputNotifier.release()->deleteLater();
     }
     takeForwarderFindings();
-}
-
-void EarlyChecks::stopReadingForwarderOutput() {
-    // Deleted later: this runs inside the notifier's own signal.
-    m_outputNotifier->setEnabled(false);
-    m_outputNotifier.release()->deleteLater();
 }
 
 void EarlyChecks::takeForwarderFindings() {

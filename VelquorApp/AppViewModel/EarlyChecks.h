@@ -26,8 +26,8 @@ namespace velquor {
 // forwarder we started, or one an earlier run left on our port, exits without being asked to;
 // at once (at most every 5 s) when socat reports a connection it could not make to the target;
 // and once the network has settled after a resume from suspend or a change of routes or
-// addresses. Every event arrives through the event
-// loop; no thread waits for the child, whose reaping stays with the controller.
+// addresses. Every event arrives through the event loop; no thread waits for the child, whose
+// reaping stays with the controller.
 class EarlyChecks : public QObject {
     Q_OBJECT
 
@@ -76,7 +76,6 @@ private:
     void runScheduled();
     void readForwarderOutput();
     void takeForwarderFindings();
-    void stopReadingForwarderOutput();
 
     Interval m_checkInterval;
     Now m_now;

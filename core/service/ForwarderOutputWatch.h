@@ -4,6 +4,9 @@
 #include "core/logging/StandardErrorLog.h"
 #include "core/service/PassiveChecks.h"
 
+#include <optional>
+#include <string>
+
 namespace velquor {
 
 // What socat writes to standard error, read from an event loop (ppoll in qarvexd, a
@@ -17,16 +20,17 @@ public:
     // The descriptor stays the caller's; lines are relayed to relay.
     explicit ForwarderOutputWatch(int descriptor, StandardErrorLog relay = StandardErrorLog());
 
-    // The descriptor to wait for; -1 once every writer is gone, when there is nothing to wait
-    // for (never while ForwarderErrorPipe keeps its write end, so that a pipe without socat
-    // does not wake a loop for ever with its end).
-    int descriptor() const noexcept { return m_reader.ended() ? -1 : m_descriptor; }
+    // The descriptor to wait for; -1 once the pipe failed or every writer is gone, when there
+    // is nothing to wait for (writers never all go while ForwarderErrorPipe keeps its write
+    // end, so that a pipe without socat does not wake a loop for ever with its end).
+    int descriptor() const noexcept { return m_reader.ended() || m_gaveUp ? -1 : m_descriptor; }
 
-    // Takes what is there without blocking. Throws std::system_error when the pipe fails.
-    void read(Clock::time_point now);
+    // Takes what is there without blocking. A pipe that fails is given up, with a WARNING line
+    // among the next lines due: the interval is left.
+    void read(Clock::time_point now) noexcept;
 
-    std::optional<Clock::time_point> dueAt() const { return m_checks.dueAt(); }
-    PassiveChecks::Due takeDue(Clock::time_point now) { return m_checks.takeDue(now); }
+    std::optional<Clock::time_point> dueAt() const;
+    PassiveChecks::Due takeDue(Clock::time_point now);
     void checked(Clock::time_point at) { m_checks.checked(at); }
 
 private:
@@ -34,6 +38,8 @@ private:
     BoundedLineReader m_reader;
     StandardErrorLog m_relay;
     PassiveChecks m_checks;
+    bool m_gaveUp = false;
+    std::optional<std::string> m_gaveUpLine;
 };
 
 } // namespace velquor

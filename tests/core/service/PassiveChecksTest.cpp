@@ -140,6 +140,13 @@ TEST(ForwarderOutputWatch, RelaysEveryLineAndTakesNoteOfFailedConnections) {
     for (const int descriptor : {socat[0], socat[1], ours[0], ours[1]}) {
         ::close(descriptor);
     }
+    // A pipe that fails is given up, and says so once.
+    watch.read(PassiveChecks::Clock::now());
+    EXPECT_EQ(watch.descriptor(), -1);
+    const auto given = watch.takeDue(PassiveChecks::Clock::now()).lines;
+    ASSERT_EQ(given.size(), 1u);
+    EXPECT_TRUE(given[0].starts_with("WARNING: Forwarded connections no longer watched: "));
+    EXPECT_TRUE(watch.takeDue(PassiveChecks::Clock::now()).lines.empty());
 }
 
 } // namespace
